@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# The test command: installs what is missing, configures, builds and runs every test (under Xvfb when
+# there is no display). Extra arguments go to ctest, for example `-L gl` or `-LE gl`.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/setup.sh
+build=${ORVEL_BUILD_DIR:-build}
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build "$build" --parallel "$(nproc)"
+
+run_ctest() { ctest --test-dir "$build" --output-on-failure --timeout 600 "$@"; }
+if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
+    run_ctest "$@"
+else
+    export -f run_ctest
+    export build
+    xvfb-run -a -s "-screen 0 1920x1080x24" bash -c 'run_ctest "$@"' _ "$@"
+fi

@@ -1,0 +1,88 @@
+#include "tests/support/GLContext.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "engine/GLFunctions.h"
+
+namespace OrvelTest {
+
+namespace {
+std::vector<std::string>* recorded = nullptr;
+
+void recordCall(const char* name) {
+    if (recorded != nullptr) {
+        recorded->emplace_back(name);
+    }
+}
+} // namespace
+
+GLContext::GLContext(int width, int height) {
+    if (!glfwInit()) {
+        return;
+    }
+    glfwDefaultWindowHints();
+    glfwWindowHint(GLFW_VISIBLE, GLFW_FALSE);
+    glfwWindowHint(GLFW_CONTEXT_VERSION_MAJOR, 4);
+    glfwWindowHint(GLFW_CONTEXT_VERSION_MINOR, 1);
+    glfwWindowHint(GLFW_OPENGL_PROFILE, GLFW_OPENGL_CORE_PROFILE);
+    glfwWindowHint(GLFW_OPENGL_FORWARD_COMPAT, GLFW_TRUE);
+    handle = glfwCreateWindow(width, height, "test", nullptr, nullptr);
+    if (handle == nullptr) {
+        glfwTerminate();
+        return;
+    }
+    glfwMakeContextCurrent(handle);
+    Brume::initGLFunctions();
+    while (glGetError() != GL_NO_ERROR) {
+    }
+}
+
+GLContext::~GLContext() {
+    if (handle != nullptr) {
+        glfwMakeContextCurrent(nullptr);
+        glfwDestroyWindow(handle);
+        glfwTerminate();
+    }
+}
+
+void GLTest::SetUp() {
+    context = new GLContext();
+    ASSERT_TRUE(context->valid()) << "no OpenGL 4.1 core context (is a display or Xvfb available?)";
+}
+
+void GLTest::TearDown() {
+    if (context != nullptr && context->valid()) {
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR)) << "the test left a GL error behind";
+    }
+    delete context;
+    context = nullptr;
+}
+
+GLCallRecorder::GLCallRecorder() {
+    recorded = new std::vector<std::string>();
+    Brume::setGLCallHook(recordCall);
+}
+
+GLCallRecorder::~GLCallRecorder() {
+    Brume::setGLCallHook(nullptr);
+    delete recorded;
+    recorded = nullptr;
+}
+
+const std::vector<std::string>& GLCallRecorder::calls() const { return *recorded; }
+
+int GLCallRecorder::count(const std::string& name) const {
+    return static_cast<int>(std::count(recorded->begin(), recorded->end(), name));
+}
+
+void GLCallRecorder::clear() { recorded->clear(); }
+
+Rgba readPixel(int x, int y) {
+    Rgba p{};
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, &p);
+    return p;
+}
+
+} // namespace OrvelTest

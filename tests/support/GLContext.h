@@ -1,0 +1,54 @@
+#pragma once
+
+#include <GLFW/glfw3.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "engine/GL.h"
+
+namespace OrvelTest {
+
+// A hidden GLFW window with a 4.1 core context, current on the calling thread, loader initialised.
+// Tests that need GL derive their fixture from GLTest; it ends every test by asserting that glGetError
+// reports nothing, so a test that leaves an error behind fails.
+class GLContext {
+public:
+    GLContext(int width = 64, int height = 64);
+    ~GLContext();
+    GLContext(const GLContext&) = delete;
+    GLContext& operator=(const GLContext&) = delete;
+
+    GLFWwindow* window() const { return handle; }
+    bool valid() const { return handle != nullptr; }
+
+private:
+    GLFWwindow* handle = nullptr;
+};
+
+class GLTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    GLContext* context = nullptr;
+};
+
+// Records the names of GL calls the engine makes while alive (through the loader's debug hooks).
+class GLCallRecorder {
+public:
+    GLCallRecorder();
+    ~GLCallRecorder();
+    const std::vector<std::string>& calls() const;
+    int count(const std::string& name) const;
+    void clear();
+};
+
+// Reads an RGBA pixel of the currently bound read frame buffer.
+struct Rgba {
+    unsigned char r, g, b, a;
+};
+Rgba readPixel(int x, int y);
+
+} // namespace OrvelTest
