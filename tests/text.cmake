@@ -1,0 +1,3 @@
+orvel_add_test(text_tests SOURCES
+    BitmapTest.cpp
+    TextRendererTest.cpp)
