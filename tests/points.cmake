@@ -1,0 +1,1 @@
+orvel_add_test(point_grabber_tests SOURCES PointGrabberTest.cpp)

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "common/Export.h"
+#include "common/Mat4d.h"
+#include "common/Point3dRGB.h"
+#include "common/Point3dRGBA.h"
+#include "common/SVec2d.h"
+#include "common/Vec3d.h"
+
+namespace VR {
+
+// Streams points from the host: a worker thread asks the host's point query for what a camera at the
+// viewer's head sees, adapting resolution and field of view to how long the host takes and how fast the
+// head moves, and publishes each finished batch for the point renderer. Owned by the VR renderer; the
+// setters and tryProcessObjects are called from the render thread, the host query runs on the worker.
+// Call stopThread before destroying it.
+class ORVEL_VR_EXPORT PointGrabber {
+public:
+    // One published batch: centre points first, periphery points behind them, both in the camera frame
+    // given by cameraToWorld.
+    struct BufferData {
+        std::int32_t centreCount = 0;
+        std::int32_t peripheryCount = 0;
+        // Always 0 when published; the point renderer counts its upload progress in its own copy.
+        std::int32_t uploadedCount = 0;
+        // Taken at half resolution, so drawn with double point size.
+        bool reduced = false;
+        // Taken with eye 0's camera (true) or eye 1's (false).
+        bool firstEye = false;
+        Ko_1_1::Mat4d<float> cameraToWorld;
+    };
+
+    // fov (radians), width, height, near, far, camera position, up axis, back axis, points (appended to,
+    // in camera coordinates).
+    using PointQuery =
+        std::function<void(float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double>,
+                           Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>, std::vector<Point3dRGBA>&)>;
+    using Consumer = std::function<void(std::vector<Point3dRGB>&, const BufferData&)>;
+
+    static constexpr float NEAR_DISTANCE = 0.02f;
+    static constexpr float FAR_DISTANCE = 1000.0f;
+    static constexpr float PERIPHERY_FOV = 2.4f;
+    static constexpr float WIDE_FOV = 2.0f;
+    // Tangent of the half-angle of the cone the centre pass covers; the periphery pass skips it.
+    static constexpr double CENTRE_CONE_SLOPE = 0.68;
+
+    explicit PointGrabber(PointQuery query);
+    ~PointGrabber() = default;
+    PointGrabber(const PointGrabber&) = delete;
+    PointGrabber& operator=(const PointGrabber&) = delete;
+
+    // Call once; the worker runs until stopThread.
+    void startThread();
+    // Sets the stop flag and joins the worker; harmless when no worker was started.
+    void stopThread();
+
+    // Eye 0 or 1; other values are ignored.
+    void setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long long eye);
+    void setNumEyes(int numEyes);
+    void setResolution(unsigned short width, unsigned short height);
+    // Divides the query resolution; 1 or more.
+    void setPointSize(int divisor);
+    void setPausePC2(bool pause);
+
+    float getHorizontalFov() const { return fov; }
+    Ko_1_1::SVec2d<int> getResolution() const { return {width.load(), height.load()}; }
+    bool getPausePC2() const { return pause.load(); }
+    // The most points one batch may hold.
+    std::uint32_t getMaxPointsFromPC2() const;
+
+    // One host query; appends what it returns to out, without the points inside the centre cone when
+    // peripheryOnly is set. Throws std::bad_function_call without a query.
+    void searchPoints(Ko_1_1::Mat4d<float>& cameraToWorld, float fov, int width, int height,
+                      std::vector<Point3dRGB>& out, bool peripheryOnly);
+
+    // Never waits for a batch: false when none is ready. Otherwise calls consume under the lock; the
+    // consumer may swap the vector with its own. Throws std::bad_function_call for an empty consumer.
+    bool tryProcessObjects(Consumer consume);
+
+private:
+    void run();
+
+    std::atomic<int> numEyes{2};
+    std::atomic<bool> pause{false};
+    double movementThreshold = 0.2;
+    std::atomic<int> width{0};
+    std::atomic<int> height{0};
+    float fov = 1.2f;
+    std::mutex lock;
+    std::atomic<bool> ready{false};
+    std::vector<Point3dRGB> sharedPoints;
+    Ko_1_1::Mat4d<float> eyeMatrices[2];
+    BufferData published;
+    PointQuery query;
+    std::atomic<bool> stop{false};
+    std::atomic<int> pointSizeDivisor{1};
+    std::thread worker;
+};
+
+} // namespace VR
