@@ -23,7 +23,9 @@ LogSink& installedSink() {
     return sink;
 }
 
-bool isFlag(wchar_t c) { return c == L'-' || c == L'+' || c == L' ' || c == L'#' || c == L'0'; }
+bool isFlag(wchar_t c) {
+    return c == L'-' || c == L'+' || c == L' ' || c == L'#' || c == L'0';
+}
 
 // Applies the width, precision and '-' flag of a string conversion to already converted text.
 void appendPadded(std::wstring& out, std::wstring text, const std::string& spec) {
@@ -62,9 +64,18 @@ void appendPadded(std::wstring& out, std::wstring text, const std::string& spec)
 template <typename T> void appendNumber(std::wstring& out, const std::string& spec, T value) {
     char buffer[128];
     const int n = std::snprintf(buffer, sizeof(buffer), spec.c_str(), value);
-    if (n > 0) {
-        out += utf8ToWide(std::string(buffer, static_cast<std::size_t>(n) < sizeof(buffer) ? n : sizeof(buffer) - 1));
+    if (n <= 0) {
+        return;
     }
+    if (static_cast<std::size_t>(n) < sizeof(buffer)) {
+        out += utf8ToWide(std::string(buffer, static_cast<std::size_t>(n)));
+        return;
+    }
+    // Wide fields and large %f values do not fit the scratch buffer; format again at full length.
+    std::string text(static_cast<std::size_t>(n) + 1, '\0');
+    std::snprintf(&text[0], text.size(), spec.c_str(), value);
+    text.resize(static_cast<std::size_t>(n));
+    out += utf8ToWide(text);
 }
 
 } // namespace
@@ -116,7 +127,8 @@ std::wstring formatWideLine(const wchar_t* format, va_list args) {
         switch (conversion) {
         case L's':
         case L'S': {
-            const bool narrow = (conversion == L's' && length == "h") || (conversion == L'S' && length != "l");
+            const bool narrow =
+                (conversion == L's' && length == "h") || (conversion == L'S' && length != "l");
             if (narrow) {
                 const char* text = va_arg(args, const char*);
                 appendPadded(out, utf8ToWide(text ? text : "(null)"), spec.substr(1));

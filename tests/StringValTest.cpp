@@ -1,1 +1,77 @@
+#include <gtest/gtest.h>
 
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/StringVal.h"
+
+using Ko_1_1::StringVal;
+
+TEST(StringVal, ConstructHandsOutOneReference) {
+    StringVal* value = StringVal::construct(L"C:\\scans\\model.obj");
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(value->stringValue(), L"C:\\scans\\model.obj");
+    EXPECT_EQ(value->refCount(), 1);
+    value->ref();
+    EXPECT_EQ(value->refCount(), 2);
+    value->unref();
+    EXPECT_EQ(value->refCount(), 1);
+    EXPECT_EQ(value->stringValue(), L"C:\\scans\\model.obj");
+    value->unref();
+
+    StringVal* fromString = StringVal::construct(std::wstring(L"id-42"));
+    EXPECT_EQ(fromString->stringValue(), L"id-42");
+    fromString->unref();
+
+    StringVal* empty = StringVal::construct(static_cast<const wchar_t*>(nullptr));
+    EXPECT_TRUE(empty->stringValue().empty());
+    empty->unref();
+}
+
+TEST(StringVal, Utf8RoundTripsNonAscii) {
+    const std::string utf8 =
+        "Messung \xC3\xA4\xC3\xB6\xC3\xBC \xE6\xB5\x8B\xE9\x87\x8F \xED\x95\x9C \xF0\x9F\x93\x90";
+    StringVal* value = StringVal::constructUtf8(utf8);
+    EXPECT_EQ(value->stringValue(), L"Messung \u00E4\u00F6\u00FC \u6D4B\u91CF \uD55C \U0001F4D0");
+    EXPECT_EQ(value->toUtf8(), utf8);
+    value->unref();
+
+    StringVal* wide = StringVal::construct(L"\u00E9t\u00E9");
+    EXPECT_EQ(wide->toUtf8(), "\xC3\xA9t\xC3\xA9");
+    wide->unref();
+}
+
+TEST(StringVal, ConcurrentReferencesBalanceOut) {
+    constexpr int THREADS = 4;
+    constexpr int ROUNDS = 20000;
+    StringVal* value = StringVal::construct(L"shared");
+    std::atomic<bool> go{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t) {
+        // Each thread holds one reference of its own and churns further ones on top of it.
+        value->ref();
+        threads.emplace_back([value, &go] {
+            while (!go.load()) {
+                std::this_thread::yield();
+            }
+            for (int i = 0; i < ROUNDS; ++i) {
+                value->ref();
+                value->ref();
+                value->unref();
+                value->unref();
+            }
+            value->unref();
+        });
+    }
+    EXPECT_EQ(value->refCount(), THREADS + 1);
+    go = true;
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    // Had any thread's unref freed the string early, this count would be read from freed memory.
+    EXPECT_EQ(value->refCount(), 1);
+    EXPECT_EQ(value->stringValue(), L"shared");
+    value->unref();
+}
