@@ -1,0 +1,244 @@
+#include "examples/VisibilityQuery.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+
+namespace Demo {
+namespace {
+
+using Vec3f = Ko_1_1::Vec3d<float>;
+using Vec3 = Ko_1_1::Vec3d<double>;
+
+constexpr std::size_t POINTS_PER_CELL = 2048;
+constexpr std::size_t MAX_CELLS = std::size_t(1) << 21;
+
+struct Plane {
+    Vec3f normal;
+    float offset; // inside: normal . p + offset >= 0
+};
+
+// False when the box lies entirely on the outer side of the plane.
+bool boxTouches(const Plane& plane, const Vec3f& min, const Vec3f& max) {
+    const Vec3f far{plane.normal.x >= 0 ? max.x : min.x, plane.normal.y >= 0 ? max.y : min.y,
+                    plane.normal.z >= 0 ? max.z : min.z};
+    return plane.normal.dot(far) + plane.offset >= 0.0f;
+}
+
+std::uint32_t floatBits(float value) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &value, sizeof(bits));
+    return bits;
+}
+
+} // namespace
+
+VisibilityQuery::VisibilityQuery(PointCloud cloud) : cloud_(std::move(cloud)) {
+    if (cloud_.size() >= std::numeric_limits<std::uint32_t>::max()) {
+        throw std::length_error("VisibilityQuery: a cloud holds at most 2^32 - 2 points");
+    }
+    buildGrid();
+}
+
+void VisibilityQuery::buildGrid() {
+    std::vector<PointCloud::Point>& points = cloud_.points();
+    if (points.empty()) {
+        return;
+    }
+    Vec3f lo, hi;
+    cloud_.localBounds(lo, hi);
+    const double ex = std::max(static_cast<double>(hi.x) - lo.x, 1e-3);
+    const double ey = std::max(static_cast<double>(hi.y) - lo.y, 1e-3);
+    const double ez = std::max(static_cast<double>(hi.z) - lo.z, 1e-3);
+    const double targetCells =
+        std::clamp(static_cast<double>(points.size()) / POINTS_PER_CELL, 1.0, static_cast<double>(MAX_CELLS));
+    // Cubic cells sized for the target count; flat scans simply get fewer layers.
+    double edge = std::cbrt(ex * ey * ez / targetCells);
+    int nx, ny, nz;
+    for (;;) {
+        nx = std::max(1, static_cast<int>(std::ceil(ex / edge)));
+        ny = std::max(1, static_cast<int>(std::ceil(ey / edge)));
+        nz = std::max(1, static_cast<int>(std::ceil(ez / edge)));
+        if (static_cast<double>(nx) * ny * nz <= static_cast<double>(MAX_CELLS)) {
+            break;
+        }
+        edge *= 1.25;
+    }
+    const std::size_t total = static_cast<std::size_t>(nx) * ny * nz;
+
+    std::vector<std::uint32_t> cellOf(points.size());
+    std::vector<std::uint32_t> start(total + 1, 0);
+    const float inv = static_cast<float>(1.0 / edge);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const PointCloud::Point& p = points[i];
+        const int cx = std::min(nx - 1, static_cast<int>((p.x - lo.x) * inv));
+        const int cy = std::min(ny - 1, static_cast<int>((p.y - lo.y) * inv));
+        const int cz = std::min(nz - 1, static_cast<int>((p.z - lo.z) * inv));
+        const std::uint32_t cell =
+            static_cast<std::uint32_t>((static_cast<std::size_t>(cz) * ny + cy) * nx + cx);
+        cellOf[i] = cell;
+        ++start[cell + 1];
+    }
+    for (std::size_t c = 0; c < total; ++c) {
+        start[c + 1] += start[c];
+    }
+    std::vector<PointCloud::Point> sorted(points.size());
+    {
+        std::vector<std::uint32_t> next(start.begin(), start.end() - 1);
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            sorted[next[cellOf[i]]++] = points[i];
+        }
+    }
+    points.swap(sorted);
+    sorted = {};
+
+    const float inf = std::numeric_limits<float>::infinity();
+    for (std::size_t c = 0; c < total; ++c) {
+        if (start[c] == start[c + 1]) {
+            continue;
+        }
+        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf}, start[c], start[c + 1]};
+        for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
+            const PointCloud::Point& p = points[i];
+            cell.min = {std::min(cell.min.x, p.x), std::min(cell.min.y, p.y), std::min(cell.min.z, p.z)};
+            cell.max = {std::max(cell.max.x, p.x), std::max(cell.max.y, p.y), std::max(cell.max.z, p.z)};
+        }
+        cells_.push_back(cell);
+    }
+}
+
+void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned short height, float nearZ,
+                            float farZ, const Ko_1_1::Vec3d<double>& position,
+                            const Ko_1_1::Vec3d<double>& up, const Ko_1_1::Vec3d<double>& back,
+                            std::vector<VR::Point3dRGBA>& out) const {
+    if (width == 0 || height == 0 || !(horizontalFov > 0.0f) || !(horizontalFov < 3.1f) || !(farZ > nearZ) ||
+        cells_.empty()) {
+        return;
+    }
+    // An orthonormal camera frame even when the axes given are slightly off.
+    Vec3 b = back;
+    if (!b.normalize()) {
+        return;
+    }
+    Vec3 u = up - b * b.dot(up);
+    if (!u.normalize()) {
+        u = std::fabs(b.z) < 0.9 ? Vec3{0, 0, 1} - b * b.z : Vec3{0, 1, 0} - b * b.y;
+        u.normalize();
+    }
+    const Vec3 r = u.cross(b);
+    const Vec3 origin = cloud_.origin();
+    const Vec3 eye = position - origin;
+    const Vec3f R{static_cast<float>(r.x), static_cast<float>(r.y), static_cast<float>(r.z)};
+    const Vec3f U{static_cast<float>(u.x), static_cast<float>(u.y), static_cast<float>(u.z)};
+    const Vec3f B{static_cast<float>(b.x), static_cast<float>(b.y), static_cast<float>(b.z)};
+    const Vec3f C{static_cast<float>(eye.x), static_cast<float>(eye.y), static_cast<float>(eye.z)};
+
+    const double tanH = std::tan(0.5 * horizontalFov);
+    const double tanV = tanH * height / width;
+    // Frustum planes in the cloud's frame, from camera-frame normals (x - tanH * z >= 0 and so on).
+    auto plane = [&](double nx, double ny, double nz, double offset) {
+        const Vec3 n = r * nx + u * ny + b * nz;
+        return Plane{{static_cast<float>(n.x), static_cast<float>(n.y), static_cast<float>(n.z)},
+                     static_cast<float>(offset - n.dot(eye))};
+    };
+    const Plane planes[6] = {plane(1, 0, -tanH, 0),  plane(-1, 0, -tanH, 0),  plane(0, 1, -tanV, 0),
+                             plane(0, -1, -tanV, 0), plane(0, 0, -1, -nearZ), plane(0, 0, 1, farZ)};
+
+    const std::size_t pixels = static_cast<std::size_t>(width) * height;
+    thread_local std::vector<std::uint64_t> nearest;
+    nearest.assign(pixels, std::numeric_limits<std::uint64_t>::max());
+
+    // Pixels are square: one focal length in pixels for both axes.
+    const float focal = static_cast<float>(width / (2.0 * tanH));
+    const float halfW = 0.5f * width;
+    const float halfH = 0.5f * height;
+    const float fw = static_cast<float>(width);
+    const float fh = static_cast<float>(height);
+    const PointCloud::Point* points = cloud_.points().data();
+
+    for (const Cell& cell : cells_) {
+        bool visible = true;
+        for (const Plane& p : planes) {
+            if (!boxTouches(p, cell.min, cell.max)) {
+                visible = false;
+                break;
+            }
+        }
+        if (!visible) {
+            continue;
+        }
+        for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
+            const float dx = points[i].x - C.x;
+            const float dy = points[i].y - C.y;
+            const float dz = points[i].z - C.z;
+            const float depth = -(dx * B.x + dy * B.y + dz * B.z);
+            if (!(depth >= nearZ && depth <= farZ)) {
+                continue;
+            }
+            const float scale = focal / depth;
+            const float px = (dx * R.x + dy * R.y + dz * R.z) * scale + halfW;
+            const float py = (dx * U.x + dy * U.y + dz * U.z) * scale + halfH;
+            if (!(px >= 0.0f && px < fw && py >= 0.0f && py < fh)) {
+                continue;
+            }
+            const std::size_t pixel = static_cast<std::size_t>(py) * width + static_cast<std::size_t>(px);
+            // Positive floats order like their bit patterns, so depth and index make one comparable key;
+            // equal depths keep the lower index, which makes the answer deterministic.
+            const std::uint64_t key = (static_cast<std::uint64_t>(floatBits(depth)) << 32) | i;
+            if (key < nearest[pixel]) {
+                nearest[pixel] = key;
+            }
+        }
+    }
+
+    for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
+        const std::uint64_t key = nearest[pixel];
+        if (key == std::numeric_limits<std::uint64_t>::max()) {
+            continue;
+        }
+        const PointCloud::Point& p = points[static_cast<std::uint32_t>(key)];
+        const float dx = p.x - C.x;
+        const float dy = p.y - C.y;
+        const float dz = p.z - C.z;
+        out.push_back({dx * R.x + dy * R.y + dz * R.z, dx * U.x + dy * U.y + dz * U.z,
+                       dx * B.x + dy * B.y + dz * B.z, p.r, p.g, p.b, 255});
+    }
+}
+
+Ko_1_1::Vec3d<double> VisibilityQuery::startPosition() const {
+    if (cloud_.empty()) {
+        return cloud_.origin();
+    }
+    Vec3 min, max;
+    cloud_.worldBounds(min, max);
+    // The floor is the height below which only a sliver of the points lies, so that stray points under
+    // the floor (multipath, noise) do not sink the user.
+    constexpr int BINS = 1024;
+    std::vector<std::size_t> histogram(BINS, 0);
+    const double lo = min.z - cloud_.origin().z;
+    const double range = std::max(max.z - min.z, 1e-6);
+    for (const PointCloud::Point& p : cloud_.points()) {
+        const int bin = std::clamp(static_cast<int>((p.z - lo) / range * BINS), 0, BINS - 1);
+        ++histogram[bin];
+    }
+    const std::size_t limit = cloud_.size() / 100;
+    std::size_t below = 0;
+    int bin = 0;
+    while (bin < BINS - 1 && below + histogram[bin] <= limit) {
+        below += histogram[bin];
+        ++bin;
+    }
+    const double floor = min.z + range * bin / BINS;
+    const double cx = 0.5 * (min.x + max.x);
+    const double cy = 0.5 * (min.y + max.y);
+    const double extent = std::max(max.x - min.x, max.y - min.y);
+    if (extent <= ROOM_EXTENT) {
+        return {cx, cy, floor};
+    }
+    // Outside a large scan, a little in front of its southern edge, where the whole of it lies ahead.
+    return {cx, min.y - 0.05 * (max.y - min.y), floor};
+}
+
+} // namespace Demo
