@@ -61,8 +61,10 @@ std::wstring utf8ToWide(const std::string& text) {
             continue;
         }
         if (i + static_cast<std::size_t>(extra) >= text.size()) {
+            // Too short for its lead byte: mark it and go on with whatever follows.
             out.push_back(static_cast<wchar_t>(0xFFFD));
-            break;
+            ++i;
+            continue;
         }
         bool ok = true;
         for (int k = 1; k <= extra; ++k) {

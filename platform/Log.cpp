@@ -105,7 +105,18 @@ std::wstring formatWideLine(const wchar_t* format, va_list args) {
         while (isFlag(*p)) {
             spec.push_back(static_cast<char>(*p++));
         }
-        while ((*p >= L'0' && *p <= L'9') || *p == L'.') {
+        while ((*p >= L'0' && *p <= L'9') || *p == L'.' || *p == L'*') {
+            if (*p == L'*') {
+                // Width or precision taken from the arguments; a negative precision counts as none.
+                const int value = va_arg(args, int);
+                if (value >= 0 || spec.back() != '.') {
+                    spec += std::to_string(value);
+                } else {
+                    spec.pop_back();
+                }
+                ++p;
+                continue;
+            }
             spec.push_back(static_cast<char>(*p++));
         }
         std::string length;

@@ -53,6 +53,9 @@ TEST(Log, NumbersFormatAsInPrintf) {
     EXPECT_EQ(VR::formatLine(L"%lld %I64d %zu %ld", -9000000000LL, 9000000000LL, std::size_t{7}, -3L),
               L"-9000000000 9000000000 7 -3");
     EXPECT_EQ(VR::formatLine(L"100%% of %d%%", 5), L"100% of 5%");
+    // Widths and precisions from the arguments consume them, keeping later arguments in step.
+    EXPECT_EQ(VR::formatLine(L"[%*d][%-*hs][%.*s][%.*f]|%d", 4, 7, 3, "a", 2, L"wxyz", 1, 2.0 / 3.0, 9),
+              L"[   7][a  ][wx][0.7]|9");
 }
 
 TEST(Log, LongLinesAreKeptWhole) {

@@ -38,6 +38,12 @@ TEST(StringVal, Utf8RoundTripsNonAscii) {
     EXPECT_EQ(value->toUtf8(), utf8);
     value->unref();
 
+    // Malformed input is marked, and the text after it is kept.
+    StringVal* broken = StringVal::constructUtf8("\xE6"
+                                                 "A \xFF ok\xE6\xB5");
+    EXPECT_EQ(broken->stringValue(), L"\uFFFDA \uFFFD ok\uFFFD\uFFFD");
+    broken->unref();
+
     StringVal* wide = StringVal::construct(L"\u00E9t\u00E9");
     EXPECT_EQ(wide->toUtf8(), "\xC3\xA9t\xC3\xA9");
     wide->unref();
