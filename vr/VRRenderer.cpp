@@ -1,0 +1,504 @@
+#include "vr/VRRenderer.h"
+
+#include <GLFW/glfw3.h>
+
+#include <cmath>
+#include <exception>
+#include <mutex>
+#include <string>
+
+#include "common/LibrarySettings.h"
+#include "common/Utf.h"
+#include "engine/Buffer.h"
+#include "engine/GL.h"
+#include "engine/GLFunctions.h"
+#include "engine/Geometry.h"
+#include "engine/Material.h"
+#include "engine/Target.h"
+#include "engine/Texture.h"
+#include "platform/Log.h"
+#include "platform/Platform.h"
+#include "vr/points/PointGrabber.h"
+#include "vr/points/PointRenderer.h"
+
+namespace VR {
+
+namespace {
+
+constexpr float NEAR_Z = -0.2f;
+constexpr float FAR_Z = -1000.0f;
+constexpr float HALF_PI = 1.5707964f;
+
+void drainGLErrors() {
+    while (glGetError() != GL_NO_ERROR) {
+    }
+}
+
+void logException(const std::exception& e) { logLine(L"Exception caught: %s\n", utf8ToWide(e.what()).c_str()); }
+
+// The primary monitor's mode, fetched once for the process: full screen always uses that mode. A copy is
+// kept rather than GLFW's pointer, which dies with glfwTerminate when a host runs several sessions.
+const GLFWvidmode* cachedVideoMode() {
+    static std::once_flag once;
+    static GLFWvidmode mode{};
+    static bool known = false;
+    std::call_once(once, [] {
+        const GLFWvidmode* current = glfwGetVideoMode(glfwGetPrimaryMonitor());
+        if (current != nullptr) {
+            mode = *current;
+            known = true;
+        }
+    });
+    return known ? &mode : nullptr;
+}
+
+std::shared_ptr<Brume::Target> makeTarget(unsigned width, unsigned height, GLenum depthFormat) {
+    auto color = std::make_shared<Brume::Texture>(static_cast<int>(width), static_cast<int>(height), GL_RGBA,
+                                                  GL_LINEAR, GL_LINEAR, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+    auto depth = std::make_shared<Brume::Texture>(static_cast<int>(width), static_cast<int>(height), depthFormat,
+                                                  GL_NEAREST, GL_NEAREST, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+    return std::make_shared<Brume::Target>(color, depth);
+}
+
+} // namespace
+
+VRRenderer::VRRenderer(Ko_1_1::Vec3d<float> startPosition, IVRView* view_, std::shared_ptr<IOpenVR> openVr_)
+    : openVr(std::move(openVr_)), view(view_), cameraPosition(startPosition) {
+    // OpenVR's tracking space is y-up, the host's world z-up.
+    trackingToHostRotation.setRotation({1.0f, 0.0f, 0.0f}, HALF_PI);
+    updateCameraTransform();
+    keyQuery = [](GLFWwindow* w, int key) { return glfwGetKey(w, key); };
+}
+
+VRRenderer::~VRRenderer() {
+    // A renderer whose loop never ran still holds its threads, the runtime and the window.
+    if (window != nullptr) {
+        teardown();
+    } else {
+        stopGrabbers();
+    }
+}
+
+void VRRenderer::setKeyQuery(KeyQuery query) {
+    if (query) {
+        keyQuery = std::move(query);
+    }
+}
+
+VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool option, bool secondOption_) {
+    try {
+        firstOption = option;
+        secondOption = secondOption_;
+
+        vr::EVRInitError error = vr::VRInitError_None;
+        float supersample = 1.0f;
+        const VRGlobals::ErrorCodes started = openVr->init(&renderWidth, &renderHeight, &error, &supersample);
+        if (started != VRGlobals::NoError) {
+            return started;
+        }
+
+        const int kind = openVr->isOculus() ? 1 : (openVr->isVive() ? 0 : 2);
+        view->setHeadsetKind(kind);
+
+        renderWidth = static_cast<unsigned>(static_cast<float>(renderWidth) * sizeScale);
+        renderHeight = static_cast<unsigned>(static_cast<float>(renderHeight) * sizeScale);
+        renderScale = supersample * sizeScale;
+        targetWidth = static_cast<unsigned>(static_cast<float>(renderWidth) * renderScale);
+        targetHeight = static_cast<unsigned>(static_cast<float>(renderHeight) * renderScale);
+        if (renderWidth == 0 || renderHeight == 0 || targetWidth == 0 || targetHeight == 0) {
+            throw std::runtime_error("The headset reported an empty render target size.");
+        }
+
+        // The width uses 1080 against a height of 720 on purpose: the mirror is wider than one eye.
+        windowHeight = 720;
+        windowWidth = static_cast<int>(static_cast<double>(renderWidth) * 1080.0 / renderHeight);
+        if (!createWindow()) {
+            // Nothing else was started; the runtime must not stay up behind a failed set-up.
+            openVr->shutdown();
+            return VRGlobals::WindowCreationFailed;
+        }
+
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+
+        secondScale *= 1300.0f;
+        pointResolution = static_cast<std::uint16_t>(secondScale);
+
+        pointGrabber = std::make_unique<PointGrabber>(
+            [this](float fov, unsigned short width, unsigned short height, float nearZ, float farZ,
+                   Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up, Ko_1_1::Vec3d<double> back,
+                   std::vector<Point3dRGBA>& points) {
+                view->queryPoints(fov, width, height, nearZ, farZ, position, up, back, points);
+            });
+        pointGrabber->setResolution(pointResolution, pointResolution);
+        pointGrabber->setNumEyes(2);
+        pointGrabber->startThread();
+
+        createSceneObjects();
+
+        glClearColor(0.5f, 0.5f, 0.5f, 0.0f);
+        glViewport(0, 0, static_cast<GLsizei>(static_cast<float>(renderWidth) * renderScale),
+                   static_cast<GLsizei>(static_cast<float>(renderHeight) * renderScale));
+        return VRGlobals::NoError;
+    } catch (const std::exception& e) {
+        logException(e);
+        stopGrabbers();
+        view->onVrClosed();
+        return VRGlobals::InitializationError;
+    }
+}
+
+bool VRRenderer::createWindow() {
+    if (!glfwInit()) {
+        logLine(L"ERROR: Could not start GLFW\n");
+        return false;
+    }
+    (void)cachedVideoMode();
+    glfwDefaultWindowHints();
+    glfwWindowHint(GLFW_CONTEXT_VERSION_MAJOR, 4);
+    glfwWindowHint(GLFW_CONTEXT_VERSION_MINOR, 1);
+    glfwWindowHint(GLFW_OPENGL_PROFILE, GLFW_OPENGL_CORE_PROFILE);
+    glfwWindowHint(GLFW_OPENGL_FORWARD_COMPAT, GLFW_TRUE);
+    glfwWindowHint(GLFW_RESIZABLE, GLFW_TRUE);
+    window = glfwCreateWindow(windowWidth, windowHeight, "ORVEL VR", nullptr, nullptr);
+    if (window == nullptr) {
+        logLine(L"ERROR: Could not open window with GLFW\n");
+        glfwTerminate();
+        return false;
+    }
+    glfwMakeContextCurrent(window);
+    if (Brume::initGLFunctions() == 0) {
+        throw std::runtime_error("OpenGL entry points could not be loaded.");
+    }
+    drainGLErrors();
+    glfwSwapInterval(0);
+    drainGLErrors();
+    return true;
+}
+
+void VRRenderer::createSceneObjects() {
+    const auto& settings = LibrarySettings::instance();
+
+    eyeTargets[0] = makeTarget(targetWidth, targetHeight, GL_DEPTH_STENCIL);
+    eyeTargets[1] = makeTarget(targetWidth, targetHeight, GL_DEPTH_STENCIL);
+
+    updateVRMatrices(nullptr);
+
+    blurTarget = makeTarget(targetWidth, targetHeight, GL_DEPTH_COMPONENT);
+    blurMaterial = std::make_shared<Brume::Material>();
+    blurMaterial->loadShaders(settings.shaderPath("Identity.vrt"), "", settings.shaderPath("Blur.frg"));
+    auto quadBuffer = std::make_shared<Brume::Buffer>(
+        GL_STATIC_DRAW, sizeof(Ko_1_1::Vec3d<float>),
+        std::vector<Brume::Buffer::Attribute>{Brume::Buffer::Attribute("position", GL_FLOAT, 3, 0)});
+    quadBuffer->setData(std::vector<Ko_1_1::Vec3d<float>>{{-1.0f, -1.0f, 0.0f},
+                                                          {1.0f, -1.0f, 0.0f},
+                                                          {-1.0f, 1.0f, 0.0f},
+                                                          {1.0f, 1.0f, 0.0f}});
+    fullScreenQuad = std::make_shared<Brume::Geometry>(GL_TRIANGLE_STRIP);
+    fullScreenQuad->addBuffer(quadBuffer);
+
+    pointRenderer = std::make_shared<PointRenderer>(*pointGrabber, pointSize, 0, 0);
+    pointGeometry = std::make_shared<Brume::Geometry>(GL_POINTS);
+    pointGeometry->addBuffer(std::make_shared<Brume::Buffer>(
+        GL_DYNAMIC_DRAW, sizeof(Point3dRGB),
+        std::vector<Brume::Buffer::Attribute>{Brume::Buffer::Attribute("Position", GL_FLOAT, 3, 0),
+                                              Brume::Buffer::Attribute("VertexColor", GL_UNSIGNED_BYTE, 4, 12)}));
+    pointMaterial = std::make_shared<Brume::Material>();
+    pointMaterial->loadShaders(settings.shaderPath("Points.vrt"), "", settings.shaderPath("Points.frg"));
+}
+
+void VRRenderer::closeVR() {
+    // After the loop's teardown the window is gone; closing again is harmless.
+    if (window != nullptr) {
+        glfwSetWindowShouldClose(window, GLFW_TRUE);
+    }
+}
+
+void VRRenderer::updateCameraTransform() {
+    viewTranslation = Ko_1_1::Mat4d<float>::translationMatrix(cameraPosition);
+    viewRotation = Ko_1_1::Mat4d<float>::rotation({0.0f, 0.0f, 1.0f}, viewAngles.z) *
+                   Ko_1_1::Mat4d<float>::rotation({0.0f, 1.0f, 0.0f}, viewAngles.y) *
+                   Ko_1_1::Mat4d<float>::rotation({1.0f, 0.0f, 0.0f}, viewAngles.x);
+    cameraTransform = viewTranslation * viewRotation * trackingToHostRotation;
+}
+
+void VRRenderer::updateVRMatrices(float* headAngularVelocity) {
+    if (vrEnabled) {
+        float scratch[3] = {0.0f, 0.0f, 0.0f};
+        openVr->updatePoses(NEAR_Z, FAR_Z, &headPose, &leftEyeToHead, &rightEyeToHead, &leftProjection,
+                            &rightProjection, headAngularVelocity ? headAngularVelocity : scratch);
+    } else {
+        leftProjection = Ko_1_1::Mat4d<float>::perspective(static_cast<float>(renderWidth),
+                                                           static_cast<float>(renderHeight), NEAR_Z, FAR_Z,
+                                                           0.7853982f, 0.0f, 0.0f);
+    }
+}
+
+VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
+    VRGlobals::ErrorCodes result = VRGlobals::NoError;
+    try {
+        Platform::setCurrentThreadPriorityHighest();
+        while (window != nullptr && !glfwWindowShouldClose(window)) {
+            const std::int64_t start = Platform::monotonicNanoseconds();
+
+            float headAngularVelocity[3] = {0.0f, 0.0f, 0.0f};
+            updateVRMatrices(headAngularVelocity);
+            updateCameraTransform();
+            view->setViewTransform(cameraTransform);
+
+            // Points are streamed for where the head will look 0.1 s from now.
+            const auto lookAhead =
+                Ko_1_1::Mat4d<float>::rotation({0.0f, 1.0f, 0.0f}, 0.1f * headAngularVelocity[1]);
+
+            if (vrEnabled) {
+                handleControllers(cameraTransform, headPose);
+            }
+            updateFromAnimations();
+
+            glClearColor(0.5f, 0.5f, 0.5f, 0.0f);
+            glViewport(0, 0, static_cast<GLsizei>(targetWidth), static_cast<GLsizei>(targetHeight));
+
+            pointGrabber->setResolution(pointResolution, pointResolution);
+            pointGrabber->setPointSize(view->getPointSize());
+            pointSizeFactor = pointSize;
+            pointRenderer->setPointSize(static_cast<float>(view->getPointSize()) * pointSizeFactor);
+
+            const Ko_1_1::Vec3d<float> headPosition = headPose.translation();
+            const auto headAhead = Ko_1_1::Mat4d<float>::translationMatrix(headPosition) * lookAhead *
+                                   Ko_1_1::Mat4d<float>::translationMatrix(-headPosition) * headPose;
+            for (int eye = 0; eye < eyeCount; ++eye) {
+                const auto& eyeToHead = eye == 0 ? leftEyeToHead : rightEyeToHead;
+                const auto& projection = (eye == 0 || !vrEnabled) ? leftProjection : rightProjection;
+                const auto eyeToWorld = cameraTransform * headPose * eyeToHead;
+                const auto viewProjection = projection * eyeToWorld.affineInverse();
+                auto streamed = cameraTransform * headAhead * eyeToHead;
+                pointGrabber->setCameraToWorldMatrix(streamed, static_cast<unsigned long long>(eye));
+
+                renderScene(viewProjection, eye);
+                openVr->submit(eye == 0 ? vr::Eye_Left : vr::Eye_Right,
+                               eyeTargets[static_cast<std::size_t>(eye)]->getColorBuffer()->getId());
+                // The compositor's submission can leave a GL error behind.
+                glGetError();
+            }
+            openVr->postPresentHandoff();
+            duplicateFramebufferToWindow();
+            glfwSwapBuffers(window);
+            glfwPollEvents();
+
+            const float speedFactor = keyboardSpeedFactor();
+            const double frameTimeMs =
+                static_cast<double>(Platform::monotonicNanoseconds() - start) / 1000000000.0 * 1000.0;
+            handleKeyboard(cameraTransform, speedFactor * static_cast<float>(frameTimeMs));
+        }
+    } catch (const std::exception& e) {
+        logException(e);
+        result = VRGlobals::InitializationError;
+    }
+    teardown();
+    return result;
+}
+
+void VRRenderer::stopGrabbers() {
+    if (pointGrabber) {
+        pointGrabber->stopThread();
+    }
+}
+
+void VRRenderer::shutdownGL() {
+    pointRenderer.reset();
+    pointGeometry.reset();
+    pointMaterial.reset();
+    fullScreenQuad.reset();
+    blurMaterial.reset();
+    blurTarget.reset();
+    eyeTargets[0].reset();
+    eyeTargets[1].reset();
+    renderer.setTarget(nullptr);
+}
+
+void VRRenderer::teardown() {
+    stopGrabbers();
+    openVr->shutdown();
+    if (window != nullptr) {
+        shutdownGL();
+        glfwDestroyWindow(window);
+    }
+    glfwTerminate();
+    window = nullptr;
+    view->onVrClosed();
+}
+
+void VRRenderer::clearFrameBuffer(int eye) {
+    renderer.setTarget(eyeTargets[static_cast<std::size_t>(eye)]);
+    renderer.clear();
+    // Picking relies on a stencil that starts at 0 (nothing) every pass.
+    glStencilMask(0xFF);
+    glClearStencil(0);
+    glClear(GL_STENCIL_BUFFER_BIT);
+}
+
+void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye) {
+    clearFrameBuffer(eye);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LESS);
+
+    pointRenderer->draw(renderer, viewProjection);
+
+    if (view->hasPendingMeasurement()) {
+        MeasurementData measurement;
+        view->getPendingMeasurement(measurement);
+        view->clearPendingMeasurement();
+    }
+    (void)view->isMeshVisible();
+
+    glDisable(GL_DEPTH_TEST);
+    if (blurEyes) {
+        blur(eye);
+    }
+}
+
+void VRRenderer::handleControllers(const Ko_1_1::Mat4d<float>& view_, const Ko_1_1::Mat4d<float>& headPose_) {
+    (void)view_;
+    (void)headPose_;
+}
+
+void VRRenderer::updateFromAnimations() {}
+
+void VRRenderer::duplicateFramebufferToWindow() {
+    int width = 0;
+    int height = 0;
+    glfwGetFramebufferSize(window, &width, &height);
+    if (width <= 0 || height <= 0 || !eyeTargets[0]) {
+        return;
+    }
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, eyeTargets[0]->getFramebuffer());
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+    glBlitFramebuffer(0, 0, static_cast<GLint>(targetWidth), static_cast<GLint>(targetHeight), 0, 0, width, height,
+                      GL_COLOR_BUFFER_BIT, GL_LINEAR);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+void VRRenderer::createScreenshot(const Ko_1_1::Mat4d<float>& viewMatrix) {
+    std::vector<unsigned char> pixels(static_cast<std::size_t>(windowWidth) * static_cast<std::size_t>(windowHeight) *
+                                      4);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glReadPixels(0, 0, windowWidth, windowHeight, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+    view->onScreenshot(pixels, static_cast<unsigned>(windowWidth), static_cast<unsigned>(windowHeight), viewMatrix);
+}
+
+void VRRenderer::blur(int eye) {
+    const auto& eyeTarget = eyeTargets[static_cast<std::size_t>(eye)];
+    if (!eyeTarget || !eyeTarget->getColorBuffer() || !blurTarget || !blurTarget->getColorBuffer() ||
+        !blurMaterial) {
+        return;
+    }
+    renderer.setTarget(blurTarget);
+    blurMaterial->set("image", eyeTarget->getColorBuffer());
+    blurMaterial->set("horizontal", true);
+    blurMaterial->set("boxSize", 2);
+    renderer.draw(blurMaterial, fullScreenQuad, 0, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+
+    renderer.setTarget(eyeTarget);
+    blurMaterial->set("image", blurTarget->getColorBuffer());
+    blurMaterial->set("horizontal", false);
+    renderer.draw(blurMaterial, fullScreenQuad, 0, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+void VRRenderer::readDepthStencil(std::vector<unsigned int>& values) const {
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glReadPixels(0, 0, static_cast<GLsizei>(renderWidth), static_cast<GLsizei>(renderHeight), GL_DEPTH_STENCIL,
+                 GL_UNSIGNED_INT_24_8, values.data());
+}
+
+float VRRenderer::keyboardSpeedFactor() const {
+    const bool shift = keyQuery(window, GLFW_KEY_LEFT_SHIFT) == GLFW_PRESS ||
+                       keyQuery(window, GLFW_KEY_RIGHT_SHIFT) == GLFW_PRESS;
+    return shift ? 10.0f : 1.0f;
+}
+
+bool VRRenderer::glfwGetKeyOnce(GLFWwindow* w, int key) {
+    if (key < 0 || key >= static_cast<int>(keyOnceState.size())) {
+        return false;
+    }
+    auto& state = keyOnceState[static_cast<std::size_t>(key)];
+    if (keyQuery(w, key) != GLFW_PRESS) {
+        state = 0;
+        return false;
+    }
+    if (state == 0) {
+        state = 1;
+        return true;
+    }
+    return false;
+}
+
+void VRRenderer::handleKeyboard(const Ko_1_1::Mat4d<float>& viewMatrix, float step) {
+    const float k = step * moveSpeed;
+    const auto c0 = viewMatrix.column(0);
+    const auto c1 = viewMatrix.column(1);
+    const auto c2 = viewMatrix.column(2);
+    auto held = [this](int key) { return keyQuery(window, key) == GLFW_PRESS; };
+
+    if (held(GLFW_KEY_W)) {
+        cameraPosition -= c2 * k;
+    }
+    if (held(GLFW_KEY_S)) {
+        cameraPosition += c2 * k;
+    }
+    if (held(GLFW_KEY_A)) {
+        cameraPosition -= c0 * k;
+    }
+    if (held(GLFW_KEY_D)) {
+        cameraPosition += c0 * k;
+    }
+    if (held(GLFW_KEY_F)) {
+        cameraPosition -= c1 * k;
+    }
+    if (held(GLFW_KEY_R)) {
+        cameraPosition += c1 * k;
+    }
+    if (held(GLFW_KEY_Q)) {
+        viewAngles.z += 0.003f;
+    }
+    if (held(GLFW_KEY_E)) {
+        viewAngles.z -= 0.003f;
+    }
+    if (glfwGetKeyOnce(window, GLFW_KEY_P)) {
+        pointGrabber->setPausePC2(!pointGrabber->getPausePC2());
+        logLine(L"PC2 paused = %s\n", pointGrabber->getPausePC2() ? L"true" : L"false");
+    }
+    if (glfwGetKeyOnce(window, GLFW_KEY_O)) {
+        createScreenshot(viewMatrix);
+        logLine(L"Screenshot taken.\n");
+    }
+    if (glfwGetKeyOnce(window, GLFW_KEY_KP_ADD)) {
+        pointSize += 0.1f;
+        logLine(L"New point size: %f\n", static_cast<double>(pointSize));
+    }
+    if (glfwGetKeyOnce(window, GLFW_KEY_KP_SUBTRACT)) {
+        pointSize -= 0.1f;
+        logLine(L"New point size: %f\n", static_cast<double>(pointSize));
+    }
+    // Enter's once-state is consumed before Alt is looked at: Enter first, Alt later does nothing.
+    if (glfwGetKeyOnce(window, GLFW_KEY_ENTER) && (held(GLFW_KEY_LEFT_ALT) || held(GLFW_KEY_RIGHT_ALT))) {
+        const GLFWvidmode* mode = cachedVideoMode();
+        const int refreshRate = mode ? mode->refreshRate : GLFW_DONT_CARE;
+        if (!fullscreen) {
+            if (mode != nullptr) {
+                glfwSetWindowMonitor(window, glfwGetPrimaryMonitor(), 0, 0, mode->width, mode->height, refreshRate);
+            }
+        } else {
+            glfwSetWindowMonitor(window, nullptr, 10, 30, windowWidth, windowHeight, refreshRate);
+        }
+        fullscreen = !fullscreen;
+    }
+    if (held(GLFW_KEY_ESCAPE)) {
+        glfwSetWindowShouldClose(window, GLFW_TRUE);
+        return;
+    }
+}
+
+} // namespace VR

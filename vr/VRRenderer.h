@@ -1,0 +1,145 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "common/Export.h"
+#include "common/IVRView.h"
+#include "common/Mat4d.h"
+#include "common/Vec3d.h"
+#include "engine/Renderer.h"
+#include "vr/IOpenVR.h"
+#include "vr/VRGlobals.h"
+
+struct GLFWwindow;
+class PointRenderer;
+
+namespace Brume {
+class Geometry;
+class Material;
+class Target;
+} // namespace Brume
+
+namespace VR {
+
+class PointGrabber;
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+#endif
+
+// Owns everything a VR run needs: the OpenVR access object, the desktop mirror window with its GL
+// context, the eye targets, the scene objects and the worker threads. `init` and `runRenderLoop` must run
+// on the same thread, which becomes the render thread; `closeVR` may be called from any thread.
+// renderScene is the class's only virtual operation; the destructor is deliberately not virtual so the
+// virtual table keeps that single slot (the manager owns and deletes the concrete type).
+class ORVEL_VR_EXPORT VRRenderer {
+public:
+    static const unsigned defaultWindowWidth = 1280;
+    static const unsigned defaultWindowHeight = 720;
+    static const unsigned defaultFramebufferWidth = 1500;
+    static const unsigned defaultFramebufferHeight = 1500;
+
+    // Reads the state of a key of the desktop window; glfwGetKey unless replaced.
+    using KeyQuery = std::function<int(GLFWwindow* window, int key)>;
+
+    VRRenderer(Ko_1_1::Vec3d<float> startPosition, IVRView* view, std::shared_ptr<IOpenVR> openVr);
+    ~VRRenderer();
+    VRRenderer(const VRRenderer&) = delete;
+    VRRenderer& operator=(const VRRenderer&) = delete;
+
+    VRGlobals::ErrorCodes init(float sizeScale, float secondScale, bool option, bool secondOption);
+    VRGlobals::ErrorCodes runRenderLoop();
+    // Only raises the desktop window's close flag; the frame loop ends at the top of its next frame.
+    void closeVR();
+
+    // Replaces the key query used by the keyboard commands (automation, remote input).
+    void setKeyQuery(KeyQuery query);
+
+protected:
+    virtual void renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye);
+
+    void updateVRMatrices(float* headAngularVelocity);
+    void handleControllers(const Ko_1_1::Mat4d<float>& view, const Ko_1_1::Mat4d<float>& headPose);
+    void updateFromAnimations();
+    void handleKeyboard(const Ko_1_1::Mat4d<float>& view, float step);
+    bool glfwGetKeyOnce(GLFWwindow* window, int key);
+    // 10 while either shift key is held, else 1.
+    float keyboardSpeedFactor() const;
+
+    void createScreenshot(const Ko_1_1::Mat4d<float>& view);
+    void blur(int eye);
+    void readDepthStencil(std::vector<unsigned int>& values) const;
+    void clearFrameBuffer(int eye);
+    void duplicateFramebufferToWindow();
+
+    // The user's world transform from cameraPosition and viewAngles (tracking space -> host world).
+    void updateCameraTransform();
+
+    bool createWindow();
+    void createSceneObjects();
+    void stopGrabbers();
+    // Releases every GL object while the context is still current.
+    void shutdownGL();
+    void teardown();
+
+    bool vrEnabled = true;
+    int eyeCount = 2;
+    std::shared_ptr<IOpenVR> openVr;
+    GLFWwindow* window = nullptr;
+    IVRView* view;
+
+    float inputTuning = 0.05f;
+    std::unique_ptr<PointGrabber> pointGrabber;
+    std::shared_ptr<PointRenderer> pointRenderer;
+
+    unsigned renderWidth = defaultFramebufferWidth;
+    unsigned renderHeight = defaultFramebufferHeight;
+    float renderScale = 1.0f;
+    // Size of the eye targets: the per-eye size times the supersampling factor.
+    unsigned targetWidth = defaultFramebufferWidth;
+    unsigned targetHeight = defaultFramebufferHeight;
+    bool firstOption = false;
+    bool secondOption = false;
+    int windowHeight = static_cast<int>(defaultWindowHeight);
+    int windowWidth = static_cast<int>(defaultWindowWidth);
+
+    Ko_1_1::Mat4d<float> headPose;
+    Ko_1_1::Mat4d<float> leftEyeToHead;
+    Ko_1_1::Mat4d<float> rightEyeToHead;
+    Ko_1_1::Mat4d<float> leftProjection;
+    Ko_1_1::Mat4d<float> rightProjection;
+    Ko_1_1::Mat4d<float> cameraTransform;
+    Ko_1_1::Mat4d<float> viewRotation;
+    Ko_1_1::Mat4d<float> viewTranslation;
+    Ko_1_1::Mat4d<float> trackingToHostRotation;
+
+    Ko_1_1::Vec3d<float> cameraPosition;
+    Ko_1_1::Vec3d<float> viewAngles;
+    float moveSpeed = 0.005f;
+    float pointSize = 1.0f;
+    float pointSizeFactor = 1.0f;
+    std::uint16_t pointResolution = 1300;
+    bool fullscreen = false;
+    std::array<unsigned char, 349> keyOnceState{};
+    KeyQuery keyQuery;
+
+    Brume::Renderer renderer;
+    std::array<std::shared_ptr<Brume::Target>, 2> eyeTargets;
+    std::shared_ptr<Brume::Target> blurTarget;
+    std::shared_ptr<Brume::Material> blurMaterial;
+    std::shared_ptr<Brume::Geometry> fullScreenQuad;
+    std::shared_ptr<Brume::Material> pointMaterial;
+    std::shared_ptr<Brume::Geometry> pointGeometry;
+    bool blurEyes = false;
+};
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+} // namespace VR
