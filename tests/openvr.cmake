@@ -1,0 +1,1 @@
+orvel_add_test(vr_model_renderer_gl_tests GL SOURCES VrModelRendererGLTest.cpp)
