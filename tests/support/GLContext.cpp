@@ -1,7 +1,9 @@
 #include "tests/support/GLContext.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 #include "engine/GLFunctions.h"
 
@@ -18,7 +20,16 @@ void recordCall(const char* name) {
 } // namespace
 
 GLContext::GLContext(int width, int height) {
-    if (!glfwInit()) {
+    // A busy Xvfb refuses a fresh connection now and then (EAGAIN while its listen queue is full), so
+    // opening the display gets a few tries before the test is given up.
+    bool initialised = false;
+    for (int attempt = 0; attempt < 20 && !initialised; ++attempt) {
+        initialised = glfwInit() == GLFW_TRUE;
+        if (!initialised) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    }
+    if (!initialised) {
         return;
     }
     glfwDefaultWindowHints();
