@@ -2,6 +2,8 @@
 if(ORVEL_BUILD_EXAMPLES AND EXISTS ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt)
     orvel_add_test(examples_tests SOURCES
         PointCloudReaderTest.cpp
+        PngWriterTest.cpp
+        VisibilityQueryTest.cpp
         LIBS orvel_demo_lib)
     # The sample scans live beside the checkout; tests skip when the folder is absent.
     target_compile_definitions(examples_tests PRIVATE
