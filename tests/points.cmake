@@ -1,1 +1,2 @@
 orvel_add_test(point_grabber_tests SOURCES PointGrabberTest.cpp)
+orvel_add_test(point_renderer_gl_tests GL SOURCES PointRendererGLTest.cpp)

@@ -1,0 +1,248 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/Buffer.h"
+#include "engine/Exception.h"
+#include "engine/Renderer.h"
+#include "engine/Target.h"
+#include "engine/Texture.h"
+#include "tests/support/GLContext.h"
+#include "vr/points/PointGrabber.h"
+#include "vr/points/PointRenderer.h"
+
+namespace {
+
+using Ko_1_1::Mat4d;
+using Ko_1_1::Vec3d;
+using VR::Point3dRGB;
+using VR::Point3dRGBA;
+using VR::PointGrabber;
+
+constexpr int SIZE = 64;
+
+using Answer = std::function<void(float fov, const Vec3d<double>& position, std::vector<Point3dRGBA>& out)>;
+
+// A grabber with a running worker that is always stopped, also when an assertion ends the test early.
+struct RunningGrabber {
+    explicit RunningGrabber(Answer answer)
+        : grabber([answer](float fov, unsigned short, unsigned short, float, float, Vec3d<double> position,
+                           Vec3d<double>, Vec3d<double>,
+                           std::vector<Point3dRGBA>& out) { answer(fov, position, out); }) {}
+    ~RunningGrabber() { grabber.stopThread(); }
+    PointGrabber grabber;
+};
+
+bool isPeriphery(float fov) {
+    return fov == PointGrabber::PERIPHERY_FOV;
+}
+
+// Runs frames until `done`; batches arrive from the worker whenever it is ready.
+bool runFramesUntil(const std::function<void()>& frame, const std::function<bool()>& done) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        frame();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+Point3dRGB readPoint(const Brume::Buffer& buffer, std::size_t index) {
+    Point3dRGB p{};
+    glBindBuffer(GL_ARRAY_BUFFER, buffer.getId());
+    glGetBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(index * sizeof(Point3dRGB)), sizeof(p), &p);
+    return p;
+}
+
+unsigned readStencil(int x, int y) {
+    GLuint depthStencil = 0;
+    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
+    return depthStencil & 0xFFu;
+}
+
+// 90 degrees vertically on a square target: a point (x, 0, -5) in front of the camera lands at pixel
+// column 32 + 32 * x / 5.
+Mat4d<float> projection() {
+    return Mat4d<float>::perspective(SIZE, SIZE, -0.1f, -100.0f, 1.5707964f, 0.0f, 0.0f);
+}
+
+class PointRendererGLTest : public OrvelTest::GLTest {};
+
+TEST_F(PointRendererGLTest, SpreadsLargeBatchOverThreeFrames) {
+    constexpr int BATCH = 1000000;
+    RunningGrabber host([](float fov, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
+        if (isPeriphery(fov)) {
+            return;
+        }
+        out.resize(BATCH);
+        for (int i = 0; i < BATCH; ++i) {
+            out[i] = {static_cast<float>(i), 1.0f, 2.0f, static_cast<std::uint8_t>(i), 7, 9, 255};
+        }
+    });
+    host.grabber.setResolution(500, 500); // room for exactly one batch
+    PointRenderer points(host.grabber, 1.0f, 0, 0);
+    ASSERT_EQ(points.getBuffer(0)->getByteSize(), BATCH * 16);
+    host.grabber.startThread();
+
+    Brume::Renderer renderer;
+    const Mat4d<float> viewProjection = projection();
+    OrvelTest::GLCallRecorder recorder;
+    auto frame = [&] {
+        recorder.clear();
+        points.draw(renderer, viewProjection);
+    };
+    ASSERT_TRUE(runFramesUntil(frame, [&] { return points.getSlot(0).uploadedCount > 0; }));
+    EXPECT_EQ(recorder.count("glBufferSubData"), 1);
+    EXPECT_EQ(points.getSlot(0).uploadedCount, 400000);
+    EXPECT_EQ(points.getCurrentSlot(), 0);
+
+    frame();
+    EXPECT_EQ(recorder.count("glBufferSubData"), 1);
+    EXPECT_EQ(points.getSlot(0).uploadedCount, 800000);
+    EXPECT_EQ(points.getCurrentSlot(), 0);
+
+    frame();
+    EXPECT_EQ(recorder.count("glBufferSubData"), 1);
+    EXPECT_EQ(points.getSlot(0).uploadedCount, BATCH);
+    EXPECT_EQ(points.getCurrentSlot(), 1);
+    EXPECT_TRUE(points.getSlot(0).firstEye);
+    // Only one eye's batch so far: nothing is drawn.
+    EXPECT_EQ(recorder.count("glDrawArrays"), 0);
+
+    // Each part landed at its own offset.
+    for (int i : {0, 399999, 400000, 799999, 800000, 999999}) {
+        const Point3dRGB p = readPoint(*points.getBuffer(0), static_cast<std::size_t>(i));
+        EXPECT_EQ(p.x, static_cast<float>(i));
+        EXPECT_EQ(p.z, 2.0f);
+        EXPECT_EQ(p.r, static_cast<std::uint8_t>(i));
+        EXPECT_EQ(p.b, 9);
+    }
+}
+
+TEST_F(PointRendererGLTest, RejectsBatchLargerThanItsBuffers) {
+    RunningGrabber host([](float fov, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
+        if (!isPeriphery(fov)) {
+            out.assign(1000, Point3dRGBA{0, 0, -1, 1, 2, 3, 4});
+        }
+    });
+    host.grabber.setResolution(10, 10);
+    PointRenderer points(host.grabber, 1.0f, 0, 0);
+    host.grabber.setResolution(20, 20); // the grabber now publishes more than 400 points
+    host.grabber.startThread();
+
+    std::string message;
+    Brume::Renderer renderer;
+    runFramesUntil(
+        [&] {
+            try {
+                points.uploadNewBuffer();
+            } catch (const Brume::Exception& e) {
+                message = e.what();
+            }
+        },
+        [&] { return !message.empty(); });
+    EXPECT_EQ(message, "Buffer::subData out of bounds");
+}
+
+// Eye 0 sees a red point straight ahead and a blue periphery point far left; eye 1, one metre to the
+// right, sees a green point straight ahead of itself.
+TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil) {
+    RunningGrabber host([](float fov, const Vec3d<double>& position, std::vector<Point3dRGBA>& out) {
+        const bool eye0 = position.x == 0.0;
+        if (isPeriphery(fov)) {
+            if (eye0) {
+                out.push_back({-4, 0, -5, 0, 0, 255, 0});
+            }
+        } else if (eye0) {
+            out.push_back({0, 0, -5, 255, 0, 0, 0});
+        } else {
+            out.push_back({0, 0, -5, 0, 255, 0, 0});
+        }
+    });
+    host.grabber.setResolution(10, 10);
+    Mat4d<float> right = Mat4d<float>::translationMatrix({1, 0, 0});
+    host.grabber.setCameraToWorldMatrix(right, 1);
+    PointRenderer points(host.grabber, 5.0f, 0, 0);
+    points.setPointSize(2.0f);
+    host.grabber.startThread();
+
+    auto color = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_RGBA, GL_NEAREST, GL_NEAREST,
+                                                  GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+    auto depth = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_DEPTH_STENCIL, GL_NEAREST, GL_NEAREST,
+                                                  GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+    auto target = std::make_shared<Brume::Target>(color, depth);
+    Brume::Renderer renderer;
+    renderer.setTarget(target);
+    glViewport(0, 0, SIZE, SIZE);
+    glEnable(GL_DEPTH_TEST);
+    glClearColor(0, 0, 0, 0);
+    const Mat4d<float> viewProjection = projection();
+
+    // The first batch alone (eye 0) is not drawn.
+    OrvelTest::GLCallRecorder recorder;
+    ASSERT_TRUE(runFramesUntil(
+        [&] {
+            recorder.clear();
+            points.draw(renderer, viewProjection);
+        },
+        [&] { return points.getCurrentSlot() == 1; }));
+    EXPECT_EQ(recorder.count("glDrawArrays"), 0);
+    ASSERT_TRUE(
+        runFramesUntil([&] { points.uploadNewBuffer(); }, [&] { return points.getCurrentSlot() == 2; }));
+    EXPECT_TRUE(points.getSlot(0).firstEye);
+    EXPECT_FALSE(points.getSlot(1).firstEye);
+
+    renderer.clear();
+    recorder.clear();
+    points.drawPoints(renderer, viewProjection);
+    std::vector<std::string> order;
+    for (const std::string& call : recorder.calls()) {
+        if (call == "glDrawArrays" || call == "glDepthFunc") {
+            order.push_back(call);
+        }
+    }
+    // Periphery, then eye 0's centre over everything, then eye 1's centre depth-tested.
+    const std::vector<std::string> expected{"glDrawArrays", "glDepthFunc",  "glDrawArrays",
+                                            "glDepthFunc",  "glDrawArrays", "glDepthFunc"};
+    EXPECT_EQ(order, expected);
+    GLint depthFunc = 0;
+    glGetIntegerv(GL_DEPTH_FUNC, &depthFunc);
+    EXPECT_EQ(depthFunc, GL_LESS);
+
+    // Red at the centre, green one fifth of the half-width to the right, both 2 pixels wide.
+    EXPECT_EQ(OrvelTest::readPixel(32, 32).r, 255);
+    EXPECT_EQ(OrvelTest::readPixel(38, 32).g, 255);
+    EXPECT_EQ(OrvelTest::readPixel(35, 32).r + OrvelTest::readPixel(35, 32).g, 0);
+    // The periphery point at column 6.4 is drawn eight times larger: 16 pixels wide.
+    EXPECT_EQ(OrvelTest::readPixel(6, 32).b, 255);
+    EXPECT_EQ(OrvelTest::readPixel(13, 25).b, 255);
+    EXPECT_EQ(OrvelTest::readPixel(16, 32).b, 0);
+
+    // Picking pass: only the newest batch (eye 1's) marks its pixels, whatever stencil state was set.
+    renderer.clear();
+    glClearStencil(0);
+    glClear(GL_STENCIL_BUFFER_BIT);
+    glEnable(GL_STENCIL_TEST);
+    glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
+    glStencilFunc(GL_NEVER, 7, 0x0F);
+    glStencilMask(0x00);
+    points.drawSingleBuffer(renderer, viewProjection, 3.0f, true);
+    EXPECT_EQ(readStencil(38, 32), static_cast<unsigned>(PointRenderer::STENCIL_INDEX));
+    EXPECT_EQ(OrvelTest::readPixel(38, 32).g, 255);
+    EXPECT_EQ(readStencil(32, 32), 0u);
+    EXPECT_EQ(readStencil(6, 32), 0u);
+    EXPECT_EQ(OrvelTest::readPixel(32, 32).r, 0);
+    glDisable(GL_STENCIL_TEST);
+    glDisable(GL_DEPTH_TEST);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+} // namespace
