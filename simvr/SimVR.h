@@ -78,6 +78,9 @@ SIMVR_API void simvr_removeSupersampleScale(void);
 // Paced (default): WaitGetPoses sleeps until the next frame boundary of the display frequency. Unpaced:
 // it returns at once.
 SIMVR_API void simvr_setPaced(int paced);
+// On (default): Submit reads each eye texture's pixels back for simvr_lastSubmittedPicture. Off: Submit only
+// checks the texture and records its size, which keeps large eye textures cheap on software GL.
+SIMVR_API void simvr_setSubmitCapture(int capture);
 
 // Any string property of any device (1000 tracking system, 1001 model number, 1002 serial, 1003 render
 // model name, ...); value null removes it, so reading it reports TrackedProp_UnknownProperty.
@@ -103,8 +106,8 @@ SIMVR_API void simvr_setPoseScript(simvr_PoseScript script, void* user);
 
 // Controller state for GetControllerState: button masks (1 << button id) and 5 axes as x, y pairs
 // (10 floats; null = all zero). The packet number increases whenever the state changes.
-SIMVR_API void simvr_setControllerState(uint32_t deviceIndex, uint64_t buttonsPressed, uint64_t buttonsTouched,
-                                        const float axes[10]);
+SIMVR_API void simvr_setControllerState(uint32_t deviceIndex, uint64_t buttonsPressed,
+                                        uint64_t buttonsTouched, const float axes[10]);
 
 // --- Render models -------------------------------------------------------------------------------------
 
@@ -139,7 +142,8 @@ SIMVR_API uint32_t simvr_lastSubmittedTexture(uint32_t eye);
 // Haptic pulses in the order TriggerHapticPulse received them. simvr_hapticPulse returns 0 when index is
 // out of range; any output pointer may be null.
 SIMVR_API uint32_t simvr_hapticPulseCount(void);
-SIMVR_API int simvr_hapticPulse(uint32_t index, uint32_t* deviceIndex, uint32_t* axis, uint16_t* microseconds);
+SIMVR_API int simvr_hapticPulse(uint32_t index, uint32_t* deviceIndex, uint32_t* axis,
+                                uint16_t* microseconds);
 
 // Delivered render models and textures, and the ones the client freed.
 SIMVR_API uint32_t simvr_renderModelLoadCount(void);
