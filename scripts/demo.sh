@@ -18,4 +18,4 @@ fi
 args=("$@")
 case " $* " in *" --frames "*) ;; *) args+=(--frames 300) ;; esac
 case " $* " in *" --screenshot "*) ;; *) args+=(--screenshot "$PWD/demo-mirror.png") ;; esac
-exec xvfb-run -a -s "-screen 0 1920x1080x24" "$demo" "${args[@]}"
+exec xvfb-run -a -s "-noreset -screen 0 1920x1080x24" "$demo" "${args[@]}"

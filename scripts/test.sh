@@ -15,5 +15,5 @@ if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
 else
     export -f run_ctest
     export build
-    xvfb-run -a -s "-screen 0 1920x1080x24" bash -c 'run_ctest "$@"' _ "$@"
+    xvfb-run -a -s "-noreset -screen 0 1920x1080x24" bash -c 'run_ctest "$@"' _ "$@"
 fi

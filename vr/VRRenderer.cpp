@@ -342,7 +342,11 @@ void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye
     glEnable(GL_DEPTH_TEST);
     glDepthFunc(GL_LESS);
 
-    pointRenderer->draw(renderer, viewProjection);
+    // A batch is uploaded once a frame, not once an eye, so the per-frame upload stays within its limit.
+    if (eye == 0) {
+        pointRenderer->uploadNewBuffer();
+    }
+    pointRenderer->drawPoints(renderer, viewProjection);
 
     if (view->hasPendingMeasurement()) {
         MeasurementData measurement;
