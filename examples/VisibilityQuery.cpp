@@ -13,7 +13,7 @@ using Vec3f = Ko_1_1::Vec3d<float>;
 using Vec3 = Ko_1_1::Vec3d<double>;
 
 constexpr std::size_t POINTS_PER_CELL = 2048;
-constexpr std::size_t MAX_CELLS = std::size_t(1) << 21;
+constexpr std::size_t MAX_CELLS = std::size_t(1) << 16;
 
 struct Plane {
     Vec3f normal;
@@ -68,38 +68,47 @@ void VisibilityQuery::buildGrid() {
     }
     const std::size_t total = static_cast<std::size_t>(nx) * ny * nz;
 
-    std::vector<std::uint32_t> cellOf(points.size());
-    std::vector<std::uint32_t> start(total + 1, 0);
-    const float inv = static_cast<float>(1.0 / edge);
+    // Points are ordered by cell and, inside a cell, by a 4 x 4 x 4 split of it, so that neighbouring
+    // points land close together in memory and in the query's depth image.
+    constexpr int SPLIT = 4;
+    constexpr std::size_t SUBCELLS = SPLIT * SPLIT * SPLIT;
+    std::vector<std::uint32_t> keyOf(points.size());
+    std::vector<std::uint32_t> start(total * SUBCELLS + 1, 0);
+    const float inv = static_cast<float>(SPLIT / edge);
     for (std::size_t i = 0; i < points.size(); ++i) {
         const PointCloud::Point& p = points[i];
-        const int cx = std::min(nx - 1, static_cast<int>((p.x - lo.x) * inv));
-        const int cy = std::min(ny - 1, static_cast<int>((p.y - lo.y) * inv));
-        const int cz = std::min(nz - 1, static_cast<int>((p.z - lo.z) * inv));
-        const std::uint32_t cell =
-            static_cast<std::uint32_t>((static_cast<std::size_t>(cz) * ny + cy) * nx + cx);
-        cellOf[i] = cell;
-        ++start[cell + 1];
+        const int fx = std::min(nx * SPLIT - 1, static_cast<int>((p.x - lo.x) * inv));
+        const int fy = std::min(ny * SPLIT - 1, static_cast<int>((p.y - lo.y) * inv));
+        const int fz = std::min(nz * SPLIT - 1, static_cast<int>((p.z - lo.z) * inv));
+        const std::size_t cell = (static_cast<std::size_t>(fz / SPLIT) * ny + fy / SPLIT) * nx + fx / SPLIT;
+        const std::size_t sub =
+            (static_cast<std::size_t>(fz % SPLIT) * SPLIT + fy % SPLIT) * SPLIT + fx % SPLIT;
+        const std::uint32_t key = static_cast<std::uint32_t>(cell * SUBCELLS + sub);
+        keyOf[i] = key;
+        ++start[key + 1];
     }
-    for (std::size_t c = 0; c < total; ++c) {
-        start[c + 1] += start[c];
+    for (std::size_t k = 0; k < total * SUBCELLS; ++k) {
+        start[k + 1] += start[k];
     }
     std::vector<PointCloud::Point> sorted(points.size());
     {
         std::vector<std::uint32_t> next(start.begin(), start.end() - 1);
         for (std::size_t i = 0; i < points.size(); ++i) {
-            sorted[next[cellOf[i]]++] = points[i];
+            sorted[next[keyOf[i]]++] = points[i];
         }
     }
     points.swap(sorted);
     sorted = {};
+    keyOf = {};
 
     const float inf = std::numeric_limits<float>::infinity();
     for (std::size_t c = 0; c < total; ++c) {
-        if (start[c] == start[c + 1]) {
+        const std::uint32_t begin = start[c * SUBCELLS];
+        const std::uint32_t end = start[(c + 1) * SUBCELLS];
+        if (begin == end) {
             continue;
         }
-        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf}, start[c], start[c + 1]};
+        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf}, begin, end};
         for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
             const PointCloud::Point& p = points[i];
             cell.min = {std::min(cell.min.x, p.x), std::min(cell.min.y, p.y), std::min(cell.min.z, p.z)};
