@@ -1,6 +1,7 @@
 # The demo host's data side: readers on the sample scans, the generated room, the visibility query, PNG output.
 if(ORVEL_BUILD_EXAMPLES AND EXISTS ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt)
     orvel_add_test(examples_tests SOURCES
+        DemoViewTest.cpp
         PointCloudReaderTest.cpp
         PngWriterTest.cpp
         VisibilityQueryTest.cpp
