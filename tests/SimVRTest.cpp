@@ -1,0 +1,332 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/SimVRLibrary.h"
+
+using OrvelTest::SimVRLibrary;
+
+namespace {
+
+class SimVRTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(vr().loaded()) << vr().error();
+        SIMVR(simvr_reset)();
+        SIMVR(simvr_setPaced)(0);
+    }
+
+    void TearDown() override { SIMVR(simvr_reset)(); }
+
+    static SimVRLibrary& vr() { return SimVRLibrary::instance(); }
+
+    static vr::EVRInitError initError() {
+        vr::EVRInitError error = vr::VRInitError_Unknown;
+        vr().init(&error, vr::VRApplication_Scene);
+        return error;
+    }
+
+    // Loads a render model or texture the way a client must: polling while the runtime answers "loading".
+    template <typename Load> static vr::EVRRenderModelError poll(Load load, int& loadingAnswers) {
+        loadingAnswers = 0;
+        vr::EVRRenderModelError error = load();
+        while (error == vr::VRRenderModelError_Loading && loadingAnswers < 100) {
+            ++loadingAnswers;
+            error = load();
+        }
+        return error;
+    }
+};
+
+TEST_F(SimVRTest, InitFollowsTheScriptedErrorsThenHandsOutInterfaces) {
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_EQ(vr().getInterface(vr::IVRSystem_Version, &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
+
+    const int32_t errors[] = {vr::VRInitError_Init_HmdNotFound, vr::VRInitError_Unknown};
+    SIMVR(simvr_setInitErrors)(errors, 2);
+    EXPECT_EQ(initError(), vr::VRInitError_Init_HmdNotFound);
+    EXPECT_EQ(initError(), vr::VRInitError_Unknown);
+    EXPECT_EQ(SIMVR(simvr_initCount)(), 0u);
+    EXPECT_EQ(SIMVR(simvr_isInitialized)(), 0);
+
+    const uint32_t firstToken = vr().init(&error, vr::VRApplication_Scene);
+    EXPECT_EQ(error, vr::VRInitError_None);
+    EXPECT_EQ(vr().initToken(), firstToken);
+    EXPECT_EQ(SIMVR(simvr_lastApplicationType)(), vr::VRApplication_Scene);
+    for (const char* version : {vr::IVRSystem_Version, vr::IVRCompositor_Version, vr::IVRRenderModels_Version,
+                                vr::IVRSettings_Version}) {
+        EXPECT_TRUE(vr().isInterfaceValid(version)) << version;
+        error = vr::VRInitError_Unknown;
+        EXPECT_NE(vr().getInterface(version, &error), nullptr) << version;
+        EXPECT_EQ(error, vr::VRInitError_None);
+    }
+    EXPECT_FALSE(vr().isInterfaceValid("IVRSystem_015"));
+    EXPECT_EQ(vr().getInterface("IVRSystem_015", &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
+
+    SIMVR(simvr_setInterfaceAvailable)(vr::IVRCompositor_Version, 0);
+    EXPECT_FALSE(vr().isInterfaceValid(vr::IVRCompositor_Version));
+    EXPECT_EQ(vr().getInterface(vr::IVRCompositor_Version, &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
+
+    vr().shutdown();
+    vr().shutdown();
+    EXPECT_EQ(SIMVR(simvr_shutdownCount)(), 1u);
+    EXPECT_NE(vr().init(&error, vr::VRApplication_Scene), firstToken);
+    EXPECT_EQ(SIMVR(simvr_initCount)(), 2u);
+}
+
+TEST_F(SimVRTest, MissingRuntimeOrHeadsetFailsInit) {
+    SIMVR(simvr_setHmdPresent)(0);
+    EXPECT_TRUE(vr().isRuntimeInstalled());
+    EXPECT_FALSE(vr().isHmdPresent());
+    EXPECT_EQ(initError(), vr::VRInitError_Init_HmdNotFound);
+
+    SIMVR(simvr_setInstalled)(0);
+    EXPECT_FALSE(vr().isRuntimeInstalled());
+    EXPECT_EQ(initError(), vr::VRInitError_Init_InstallationNotFound);
+    EXPECT_STREQ(vr().errorSymbol(vr::VRInitError_Init_InstallationNotFound),
+                 "VRInitError_Init_InstallationNotFound");
+    EXPECT_STREQ(vr().errorDescription(static_cast<vr::EVRInitError>(4242)), "Unknown error (4242)");
+    EXPECT_EQ(SIMVR(simvr_isInitialized)(), 0);
+}
+
+TEST_F(SimVRTest, PropertiesAndSettingsDescribeTheHeadset) {
+    SIMVR(simvr_setHmdProperties)("lighthouse", "Vive MV", nullptr);
+    SIMVR(simvr_setRecommendedSize)(800, 600);
+    SIMVR(simvr_setDisplayFrequency)(120.0f);
+    SIMVR(simvr_setSupersampleScale)(2.25f);
+    ASSERT_TRUE(vr().start());
+    vr::IVRSystem* system = vr().system;
+
+    vr::ETrackedPropertyError error = vr::TrackedProp_Success;
+    const uint32_t length =
+        system->GetStringTrackedDeviceProperty(0, vr::Prop_ModelNumber_String, nullptr, 0, &error);
+    EXPECT_EQ(length, 8u); // "Vive MV" and its terminator
+    EXPECT_EQ(error, vr::TrackedProp_BufferTooSmall);
+    char small[4] = "xyz";
+    EXPECT_EQ(system->GetStringTrackedDeviceProperty(0, vr::Prop_ModelNumber_String, small, 4, &error), 8u);
+    EXPECT_EQ(error, vr::TrackedProp_BufferTooSmall);
+    std::vector<char> text(length);
+    EXPECT_EQ(
+        system->GetStringTrackedDeviceProperty(0, vr::Prop_ModelNumber_String, text.data(), length, &error),
+        length);
+    EXPECT_EQ(error, vr::TrackedProp_Success);
+    EXPECT_STREQ(text.data(), "Vive MV");
+    char serial[32] = {};
+    system->GetStringTrackedDeviceProperty(0, vr::Prop_SerialNumber_String, serial, sizeof(serial), &error);
+    EXPECT_STREQ(serial, "SIMVR-0001"); // left unchanged by the null argument
+
+    char unknown[8] = "x";
+    EXPECT_EQ(system->GetStringTrackedDeviceProperty(0, static_cast<vr::ETrackedDeviceProperty>(1099),
+                                                     unknown, sizeof(unknown), &error),
+              0u);
+    EXPECT_EQ(error, vr::TrackedProp_UnknownProperty);
+    EXPECT_STREQ(unknown, "");
+    EXPECT_EQ(system->GetStringTrackedDeviceProperty(99, vr::Prop_ModelNumber_String, nullptr, 0, &error),
+              0u);
+    EXPECT_EQ(error, vr::TrackedProp_InvalidDevice);
+    EXPECT_EQ(system->GetStringTrackedDeviceProperty(0, vr::Prop_DisplayFrequency_Float, nullptr, 0, &error),
+              0u);
+    EXPECT_EQ(error, vr::TrackedProp_WrongDataType);
+
+    EXPECT_FLOAT_EQ(system->GetFloatTrackedDeviceProperty(0, vr::Prop_DisplayFrequency_Float, &error),
+                    120.0f);
+    EXPECT_EQ(error, vr::TrackedProp_Success);
+    uint32_t width = 0;
+    uint32_t height = 0;
+    system->GetRecommendedRenderTargetSize(&width, &height);
+    EXPECT_EQ(width, 800u);
+    EXPECT_EQ(height, 600u);
+
+    vr::EVRSettingsError settingsError = vr::VRSettingsError_ReadFailed;
+    EXPECT_FLOAT_EQ(vr().settings->GetFloat("steamvr", "supersampleScale", &settingsError), 2.25f);
+    EXPECT_EQ(settingsError, vr::VRSettingsError_None);
+    SIMVR(simvr_removeSupersampleScale)();
+    EXPECT_EQ(vr().settings->GetFloat("steamvr", "supersampleScale", &settingsError), 0.0f);
+    EXPECT_NE(settingsError, vr::VRSettingsError_None);
+}
+
+TEST_F(SimVRTest, DevicesAnswerRolesStatesAndHaptics) {
+    ASSERT_TRUE(vr().start());
+    vr::IVRSystem* system = vr().system;
+    EXPECT_EQ(system->GetTrackedDeviceClass(0), vr::TrackedDeviceClass_HMD);
+    EXPECT_EQ(system->GetControllerRoleForTrackedDeviceIndex(2), vr::TrackedControllerRole_RightHand);
+    EXPECT_EQ(system->GetTrackedDeviceIndexForControllerRole(vr::TrackedControllerRole_LeftHand), 1u);
+    for (const uint32_t bad : {16u, vr::k_unTrackedDeviceIndexInvalid}) {
+        EXPECT_EQ(system->GetTrackedDeviceClass(bad), vr::TrackedDeviceClass_Invalid);
+        EXPECT_EQ(system->GetControllerRoleForTrackedDeviceIndex(bad), vr::TrackedControllerRole_Invalid);
+        EXPECT_FALSE(system->IsTrackedDeviceConnected(bad));
+    }
+
+    const float axes[10] = {0.5f, -0.5f, 1.0f};
+    const uint64_t trigger = vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Trigger);
+    SIMVR(simvr_setControllerState)(2, trigger, trigger, axes);
+    // A client built with natural alignment passes 64; exactly the platform's record must be written.
+    unsigned char buffer[64];
+    std::memset(buffer, 0xAB, sizeof(buffer));
+    auto* state = reinterpret_cast<vr::VRControllerState_t*>(buffer);
+    EXPECT_FALSE(system->GetControllerState(2, state, sizeof(vr::VRControllerState_t) - 1));
+    EXPECT_EQ(buffer[0], 0xAB);
+    ASSERT_TRUE(system->GetControllerState(2, state, 64));
+    for (size_t i = sizeof(vr::VRControllerState_t); i < sizeof(buffer); ++i) {
+        EXPECT_EQ(buffer[i], 0xAB) << "byte " << i;
+    }
+    EXPECT_EQ(state->ulButtonPressed, trigger);
+    EXPECT_FLOAT_EQ(state->rAxis[1].x, 1.0f);
+    EXPECT_FLOAT_EQ(state->rAxis[0].y, -0.5f);
+    const uint32_t packet = state->unPacketNum;
+
+    SIMVR(simvr_setControllerState)(2, trigger, trigger, axes);
+    system->GetControllerState(2, state, 64);
+    EXPECT_EQ(state->unPacketNum, packet);
+    SIMVR(simvr_setControllerState)(2, 0, 0, nullptr);
+    system->GetControllerState(2, state, 64);
+    EXPECT_GT(state->unPacketNum, packet);
+    EXPECT_EQ(state->ulButtonPressed, 0u);
+
+    SIMVR(simvr_setDeviceConnected)(2, 0);
+    EXPECT_FALSE(system->GetControllerState(2, state, 64));
+    EXPECT_EQ(system->GetTrackedDeviceIndexForControllerRole(vr::TrackedControllerRole_RightHand),
+              vr::k_unTrackedDeviceIndexInvalid);
+
+    system->TriggerHapticPulse(1, 0, 3000);
+    ASSERT_EQ(SIMVR(simvr_hapticPulseCount)(), 1u);
+    uint32_t device = 0;
+    uint16_t microseconds = 0;
+    EXPECT_EQ(SIMVR(simvr_hapticPulse)(0, &device, nullptr, &microseconds), 1);
+    EXPECT_EQ(device, 1u);
+    EXPECT_EQ(microseconds, 3000);
+    EXPECT_EQ(SIMVR(simvr_hapticPulse)(1, nullptr, nullptr, nullptr), 0);
+}
+
+TEST_F(SimVRTest, RenderModelsLoadAfterPollingAndFailAsConfigured) {
+    SIMVR(simvr_setRenderModelLoadingPolls)(2);
+    ASSERT_TRUE(vr().start());
+    vr::IVRRenderModels* models = vr().renderModels;
+
+    const uint32_t nameLength = models->GetComponentRenderModelName("simvr_controller", "body", nullptr, 0);
+    ASSERT_GT(nameLength, 1u);
+    std::vector<char> body(nameLength);
+    EXPECT_EQ(models->GetComponentRenderModelName("simvr_controller", "body", body.data(), nameLength),
+              nameLength);
+
+    int loadingAnswers = 0;
+    vr::RenderModel_t* model = nullptr;
+    ASSERT_EQ(poll([&] { return models->LoadRenderModel_Async(body.data(), &model); }, loadingAnswers),
+              vr::VRRenderModelError_None);
+    EXPECT_EQ(loadingAnswers, 2);
+    ASSERT_NE(model, nullptr);
+    ASSERT_GT(model->unTriangleCount, 0u);
+    for (uint32_t i = 0; i < model->unTriangleCount * 3; ++i) {
+        ASSERT_LT(model->rIndexData[i], model->unVertexCount);
+    }
+
+    vr::RenderModel_TextureMap_t* texture = nullptr;
+    ASSERT_EQ(
+        poll([&] { return models->LoadTexture_Async(model->diffuseTextureId, &texture); }, loadingAnswers),
+        vr::VRRenderModelError_None);
+    EXPECT_EQ(loadingAnswers, 2);
+    ASSERT_NE(texture, nullptr);
+    EXPECT_GT(texture->unWidth, 0);
+    EXPECT_EQ(texture->rubTextureMapData[3], 255); // opaque
+    models->FreeTexture(texture);
+    models->FreeRenderModel(model);
+    models->FreeRenderModel(model); // a second free is ignored, not a crash
+    EXPECT_EQ(SIMVR(simvr_renderModelLoadCount)(), 1u);
+    EXPECT_EQ(SIMVR(simvr_renderModelFreeCount)(), 1u);
+    EXPECT_EQ(SIMVR(simvr_textureFreeCount)(), 1u);
+
+    EXPECT_EQ(models->LoadRenderModel_Async("no_such_model", &model), vr::VRRenderModelError_InvalidModel);
+    EXPECT_STREQ(models->GetRenderModelErrorNameFromEnum(vr::VRRenderModelError_Loading),
+                 "VRRenderModelError_Loading");
+
+    SIMVR(simvr_setTextureLoadFails)(1);
+    EXPECT_EQ(poll([&] { return models->LoadTexture_Async(1, &texture); }, loadingAnswers),
+              vr::VRRenderModelError_InvalidTexture);
+    EXPECT_EQ(texture, nullptr);
+    EXPECT_EQ(SIMVR(simvr_textureLoadCount)(), 1u);
+}
+
+void moveHeadSideways(uint64_t frameIndex, double, void* user) {
+    const float pose[12] = {1, 0, 0, static_cast<float>(frameIndex), 0, 1, 0, 1.5f, 0, 0, 1, 0};
+    SIMVR(simvr_setDevicePose)(0, pose);
+    ++*static_cast<int*>(user);
+}
+
+TEST_F(SimVRTest, WaitGetPosesDeliversScriptedPoses) {
+    const float trackerPose[12] = {0, 0, 1, 3, 0, 1, 0, 2, -1, 0, 0, 1};
+    const float angular[3] = {0.0f, 0.5f, 0.0f};
+    SIMVR(simvr_setDevice)(5, vr::TrackedDeviceClass_GenericTracker, vr::TrackedControllerRole_Invalid, 1);
+    SIMVR(simvr_setDevicePose)(5, trackerPose);
+    SIMVR(simvr_setDeviceVelocity)(0, nullptr, angular);
+    int scriptCalls = 0;
+    SIMVR(simvr_setPoseScript)(moveHeadSideways, &scriptCalls);
+    ASSERT_TRUE(vr().start());
+
+    vr::TrackedDevicePose_t poses[vr::k_unMaxTrackedDeviceCount] = {};
+    for (int frame = 0; frame < 3; ++frame) {
+        ASSERT_EQ(vr().compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0),
+                  vr::VRCompositorError_None);
+    }
+    EXPECT_EQ(scriptCalls, 3);
+    EXPECT_EQ(SIMVR(simvr_waitGetPosesCount)(), 3u);
+    EXPECT_FLOAT_EQ(poses[0].mDeviceToAbsoluteTracking.m[0][3], 2.0f); // the third frame's pose
+    EXPECT_FLOAT_EQ(poses[0].vAngularVelocity.v[1], 0.5f);
+    EXPECT_TRUE(poses[0].bPoseIsValid);
+    EXPECT_EQ(std::memcmp(poses[5].mDeviceToAbsoluteTracking.m, trackerPose, sizeof(trackerPose)), 0);
+    EXPECT_EQ(poses[5].eTrackingResult, vr::TrackingResult_Running_OK);
+    EXPECT_FALSE(poses[7].bDeviceIsConnected);
+    EXPECT_FALSE(poses[7].bPoseIsValid);
+
+    vr::TrackedDevicePose_t tooMany[vr::k_unMaxTrackedDeviceCount + 1];
+    EXPECT_EQ(vr().compositor->WaitGetPoses(tooMany, vr::k_unMaxTrackedDeviceCount + 1, nullptr, 0),
+              vr::VRCompositorError_IndexOutOfRange);
+    SIMVR(simvr_setPoseScript)(nullptr, nullptr);
+}
+
+TEST_F(SimVRTest, EyesHaveTheHeadsetsGeometry) {
+    ASSERT_TRUE(vr().start());
+    vr::IVRSystem* system = vr().system;
+    const vr::HmdMatrix34_t left = system->GetEyeToHeadTransform(vr::Eye_Left);
+    const vr::HmdMatrix34_t right = system->GetEyeToHeadTransform(vr::Eye_Right);
+    EXPECT_NEAR(right.m[0][3] - left.m[0][3], 0.064f, 1e-6f);
+    EXPECT_LT(left.m[0][3], 0.0f);
+
+    // The viewer passes negative planes on purpose; the runtime composes the matrix with them unchanged.
+    const float nearZ = -0.2f;
+    const float farZ = -1000.0f;
+    float l = 0, r = 0, t = 0, b = 0;
+    system->GetProjectionRaw(vr::Eye_Left, &l, &r, &t, &b);
+    const vr::HmdMatrix44_t projection = system->GetProjectionMatrix(vr::Eye_Left, nearZ, farZ);
+    EXPECT_FLOAT_EQ(projection.m[0][0], 2.0f / (r - l));
+    EXPECT_FLOAT_EQ(projection.m[0][2], (r + l) / (r - l));
+    EXPECT_LT(projection.m[0][2], 0.0f); // the left eye sees more to its left
+    EXPECT_FLOAT_EQ(projection.m[1][1], 2.0f / (b - t));
+    EXPECT_FLOAT_EQ(projection.m[2][2], -farZ / (farZ - nearZ));
+    EXPECT_FLOAT_EQ(projection.m[2][3], -farZ * nearZ / (farZ - nearZ));
+    EXPECT_FLOAT_EQ(projection.m[3][2], -1.0f);
+    EXPECT_FLOAT_EQ(projection.m[3][3], 0.0f);
+    EXPECT_GT(system->GetProjectionMatrix(vr::Eye_Right, nearZ, farZ).m[0][2], 0.0f);
+}
+
+TEST_F(SimVRTest, PacedWaitGetPosesDoesNotOutrunTheDisplay) {
+    SIMVR(simvr_setDisplayFrequency)(50.0f);
+    SIMVR(simvr_setPaced)(1);
+    ASSERT_TRUE(vr().start());
+    vr::TrackedDevicePose_t poses[vr::k_unMaxTrackedDeviceCount];
+    vr().compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
+    const auto start = std::chrono::steady_clock::now();
+    for (int frame = 0; frame < 10; ++frame) {
+        vr().compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    // Ten frames at 50 Hz are 0.2 s; only a runtime that stopped pacing gets under half of that.
+    EXPECT_GE(seconds, 10.0 / (2.0 * 50.0));
+}
+
+} // namespace
