@@ -52,8 +52,11 @@ private:
     std::vector<std::wstring> lines;
 };
 
-// A renderer with its protected parts opened for inspection; still the real renderer.
-class InspectableRenderer : public VR::VRRenderer {
+// A renderer with its protected parts opened for inspection; still the real renderer. It is never deleted
+// through the base, whose destructor is deliberately not virtual.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+class InspectableRenderer final : public VR::VRRenderer {
 public:
     using VRRenderer::VRRenderer;
     using VRRenderer::blur;
@@ -74,6 +77,7 @@ public:
     using VRRenderer::windowHeight;
     using VRRenderer::windowWidth;
 };
+#pragma GCC diagnostic pop
 
 class VRRun : public ::testing::Test {
 protected:
@@ -263,6 +267,8 @@ TEST_F(VRRun, MissingShaderEndsSetUpWithFourLogAndCloseNotice) {
     std::rename(moved.c_str(), blur.c_str());
     EXPECT_EQ(result, VR::VRGlobals::InitializationError);
     EXPECT_EQ(host.count("onVrClosed"), 1);
+    EXPECT_EQ(simvr_isInitialized(), 0) << "the failed set-up shuts the runtime down again";
+    EXPECT_EQ(glfwGetCurrentContext(), nullptr) << "and closes its window";
 }
 
 TEST_F(VRRun, OneEyeSubmitsOnlyTheLeftEye) {
@@ -430,4 +436,55 @@ TEST_F(VRRun, ShiftMultipliesTheKeyboardStepByTen) {
     EXPECT_FLOAT_EQ(renderer.keyboardSpeedFactor(), 10.0f);
     renderer.closeVR();
     EXPECT_EQ(renderer.runRenderLoop(), VR::VRGlobals::NoError);
+}
+
+TEST_F(VRRun, StreamedPointsReachBothSubmittedEyePictures) {
+    RecordingHost host;
+    // A red wall two metres in front of whatever camera asks: every query sees it.
+    host.pointQuery = [](float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double>,
+                         Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>, std::vector<VR::Point3dRGBA>& points) {
+        for (int y = -20; y <= 20; ++y) {
+            for (int x = -20; x <= 20; ++x) {
+                points.push_back({x * 0.02f, y * 0.02f, -2.0f, 255, 0, 0, 255});
+            }
+        }
+    };
+    host.pointSize = 4;
+    VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
+    ASSERT_EQ(manager.init(), VR::VRGlobals::NoError);
+
+    // Runs until both eyes' last pictures show red, or gives up after a generous number of frames.
+    auto redIn = [](uint32_t eye) {
+        std::vector<uint8_t> rgba(simvr_lastSubmittedPicture(eye, nullptr, nullptr, nullptr, 0));
+        simvr_lastSubmittedPicture(eye, nullptr, nullptr, rgba.data(), rgba.size());
+        int red = 0;
+        for (size_t i = 0; i + 3 < rgba.size(); i += 4) {
+            red += (rgba[i] > 200 && rgba[i + 1] < 60 && rgba[i + 2] < 60) ? 1 : 0;
+        }
+        return red;
+    };
+    std::atomic<bool> seen{false};
+    host.onViewTransform = [&] {
+        if (!seen && frameCount++ > 2 && redIn(0) > 0 && redIn(1) > 0) {
+            seen = true;
+        }
+        if ((seen || frameCount > 400) && !closer.joinable()) {
+            closer = std::thread([&] { manager.closeVR(); });
+        }
+    };
+    EXPECT_EQ(manager.runRenderLoop(), VR::VRGlobals::NoError);
+    joinCloser();
+    EXPECT_TRUE(seen) << "points streamed from the host never appeared in both eyes";
+    EXPECT_GT(host.count("queryPoints"), 1);
+}
+
+TEST_F(VRRun, PersistentInitErrorGivesInitializationErrorAfterRetries) {
+    const int32_t errors[] = {108, 108, 108, 108, 108, 108, 108, 108, 108, 108, 108, 108};
+    simvr_setInitErrors(errors, 12);
+    RecordingHost host;
+    LogCapture log;
+    VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
+    EXPECT_EQ(manager.init(), VR::VRGlobals::InitializationError);
+    EXPECT_TRUE(log.contains(L"VR Initialization Error: "));
+    EXPECT_TRUE(host.calls().empty()) << "no window, no headset kind, no close notice";
 }

@@ -29,6 +29,23 @@ constexpr float NEAR_Z = -0.2f;
 constexpr float FAR_Z = -1000.0f;
 constexpr float HALF_PI = 1.5707964f;
 
+// OpenVR composes its projections for a [0, 1] depth range, and the clip distances the loop hands it are
+// negative; GL clips depth to [-w, w]. The x and y rows are kept as the headset gives them (they carry
+// the lens's asymmetric field of view) and the depth row is written for GL from the same clip distances.
+Ko_1_1::Mat4d<float> glDepthRange(Ko_1_1::Mat4d<float> projection) {
+    const float n = -NEAR_Z;
+    const float f = -FAR_Z;
+    projection.at(2, 0) = 0.0f;
+    projection.at(2, 1) = 0.0f;
+    projection.at(2, 2) = -(f + n) / (f - n);
+    projection.at(2, 3) = -2.0f * f * n / (f - n);
+    projection.at(3, 0) = 0.0f;
+    projection.at(3, 1) = 0.0f;
+    projection.at(3, 2) = -1.0f;
+    projection.at(3, 3) = 0.0f;
+    return projection;
+}
+
 void drainGLErrors() {
     while (glGetError() != GL_NO_ERROR) {
     }
@@ -71,9 +88,10 @@ VRRenderer::VRRenderer(Ko_1_1::Vec3d<float> startPosition, IVRView* view_, std::
 }
 
 VRRenderer::~VRRenderer() {
-    // A renderer whose loop never ran still holds its threads, the runtime and the window.
+    // A renderer whose loop never ran still holds its threads, the runtime and the window. The host is not
+    // told of a close here: no run took place.
     if (window != nullptr) {
-        teardown();
+        releaseResources();
     } else {
         stopGrabbers();
     }
@@ -142,7 +160,8 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         return VRGlobals::NoError;
     } catch (const std::exception& e) {
         logException(e);
-        stopGrabbers();
+        // The set-up undoes itself: the host sees a renderer as it was before init, told of the close once.
+        releaseResources();
         view->onVrClosed();
         return VRGlobals::InitializationError;
     }
@@ -268,7 +287,8 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
                                    Ko_1_1::Mat4d<float>::translationMatrix(-headPosition) * headPose;
             for (int eye = 0; eye < eyeCount; ++eye) {
                 const auto& eyeToHead = eye == 0 ? leftEyeToHead : rightEyeToHead;
-                const auto& projection = (eye == 0 || !vrEnabled) ? leftProjection : rightProjection;
+                const auto projection = !vrEnabled ? leftProjection
+                                                   : glDepthRange(eye == 0 ? leftProjection : rightProjection);
                 const auto eyeToWorld = cameraTransform * headPose * eyeToHead;
                 const auto viewProjection = projection * eyeToWorld.affineInverse();
                 auto streamed = cameraTransform * headAhead * eyeToHead;
@@ -316,7 +336,7 @@ void VRRenderer::shutdownGL() {
     renderer.setTarget(nullptr);
 }
 
-void VRRenderer::teardown() {
+void VRRenderer::releaseResources() {
     stopGrabbers();
     openVr->shutdown();
     if (window != nullptr) {
@@ -325,6 +345,10 @@ void VRRenderer::teardown() {
     }
     glfwTerminate();
     window = nullptr;
+}
+
+void VRRenderer::teardown() {
+    releaseResources();
     view->onVrClosed();
 }
 

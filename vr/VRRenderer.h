@@ -85,6 +85,8 @@ protected:
     void stopGrabbers();
     // Releases every GL object while the context is still current.
     void shutdownGL();
+    // Stops the threads, shuts the runtime down and closes the window; teardown also tells the host.
+    void releaseResources();
     void teardown();
 
     bool vrEnabled = true;
