@@ -1,0 +1,279 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "tests/SimVRFixture.h"
+
+namespace {
+
+using MinimalOpenVRTest = OrvelTest::SimVRFixture<::testing::Test>;
+
+const vr::TrackedDevicePose_t NO_POSE{};
+
+TEST_F(MinimalOpenVRTest, InitReportsMissingRuntimeAndHeadset) {
+    simvr_setInstalled(0);
+    {
+        MinimalOpenVR openVR;
+        EXPECT_EQ(start(openVR), VR::VRGlobals::RuntimeNotInstalled);
+        EXPECT_EQ(error, vr::VRInitError_None);
+    }
+    simvr_setInstalled(1);
+    simvr_setHmdPresent(0);
+    {
+        MinimalOpenVR openVR;
+        EXPECT_EQ(start(openVR), VR::VRGlobals::HmdNotPresent);
+        EXPECT_EQ(error, vr::VRInitError_None);
+    }
+    EXPECT_EQ(simvr_lastApplicationType(), -1) << "no start may be attempted";
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(MinimalOpenVRTest, InitGivesUpAtOnceWhenTheInstallationIsMissing) {
+    // Were either error retried, the success queued behind it would make init return 0.
+    for (const int32_t missing : {100, 110}) {
+        const int32_t errors[] = {missing, 0};
+        simvr_setInitErrors(errors, 2);
+        MinimalOpenVR openVR;
+        EXPECT_EQ(start(openVR), VR::VRGlobals::RuntimeNotInstalled) << missing;
+        EXPECT_EQ(error, missing);
+        EXPECT_EQ(simvr_initCount(), 0u);
+    }
+    EXPECT_TRUE(log.startingWith(L"VR Initialization Error").empty());
+}
+
+TEST_F(MinimalOpenVRTest, InitRetriesTransientErrors) {
+    const int32_t errors[] = {108, 1};
+    simvr_setInitErrors(errors, 2);
+    MinimalOpenVR openVR;
+    EXPECT_EQ(start(openVR), VR::VRGlobals::NoError);
+    EXPECT_EQ(error, vr::VRInitError_None);
+    EXPECT_EQ(simvr_initCount(), 1u);
+    EXPECT_TRUE(log.startingWith(L"VR Initialization Error").empty());
+}
+
+TEST_F(MinimalOpenVRTest, InitStartsASceneAndLogsTheHeadset) {
+    simvr_setHmdProperties("lighthouse", "Vive MV", "LHR-0042");
+    simvr_setRecommendedSize(1000, 1100);
+    simvr_setDisplayFrequency(89.5f);
+    MinimalOpenVR openVR;
+    ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+    EXPECT_EQ(error, vr::VRInitError_None);
+    EXPECT_EQ(width, 1000u);
+    EXPECT_EQ(height, 1100u);
+    EXPECT_EQ(scale, 1.0f);
+    EXPECT_EQ(simvr_lastApplicationType(), vr::VRApplication_Scene);
+    EXPECT_EQ(simvr_initCount(), 1u);
+    EXPECT_EQ(openVR.getModelNumber(), "Vive MV");
+
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0], L"HMD: lighthouse 'Vive MV' #LHR-0042 (1000 x 1100 @ 89.5 Hz)\n");
+}
+
+TEST_F(MinimalOpenVRTest, HeadsetKindFollowsTheModelNumber) {
+    struct Case {
+        const char* modelNumber;
+        bool vive;
+        bool oculus;
+    };
+    for (const Case& c : {Case{"Vive MV", true, false}, Case{"HTC Vive Pro", true, false},
+                          Case{"Oculus Rift CV1", false, true}, Case{"SimVR Headset", false, false},
+                          Case{"VIVE Focus", false, false}, Case{"oculus quest", false, false}}) {
+        simvr_reset();
+        simvr_setHmdProperties(nullptr, c.modelNumber, nullptr);
+        MinimalOpenVR openVR;
+        EXPECT_FALSE(openVR.isVive());
+        ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+        EXPECT_EQ(openVR.isVive(), c.vive) << c.modelNumber;
+        EXPECT_EQ(openVR.isOculus(), c.oculus) << c.modelNumber;
+    }
+}
+
+TEST_F(MinimalOpenVRTest, SupersampleFactorIsTheRootOfTheSetting) {
+    simvr_setSupersampleScale(2.25f);
+    {
+        MinimalOpenVR openVR;
+        ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+        EXPECT_FLOAT_EQ(scale, 1.5f);
+    }
+    simvr_setInterfaceAvailable("IVRSettings_002", 0);
+    {
+        MinimalOpenVR openVR;
+        ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+        EXPECT_EQ(scale, 1.0f);
+    }
+}
+
+TEST_F(MinimalOpenVRTest, MissingCompositorIsLoggedButNotAnError) {
+    simvr_setInterfaceAvailable("IVRCompositor_020", 0);
+    MinimalOpenVR openVR;
+    EXPECT_EQ(start(openVR), VR::VRGlobals::NoError);
+    EXPECT_EQ(log.startingWith(L"OpenVR Compositor initialization failed.").size(), 1u);
+    EXPECT_EQ(simvr_shutdownCount(), 1u);
+
+    // Frames then neither wait nor submit.
+    Ko_1_1::Mat4d<float> head = Ko_1_1::Mat4d<float>::zero();
+    Ko_1_1::Mat4d<float> other;
+    float velocity[3] = {};
+    openVR.updatePoses(-0.2f, -1000.0f, &head, &other, &other, &other, &other, velocity);
+    openVR.submit(vr::Eye_Left, 1);
+    openVR.postPresentHandoff();
+    EXPECT_EQ(head, Ko_1_1::Mat4d<float>::zero());
+    EXPECT_EQ(simvr_waitGetPosesCount(), 0u);
+    EXPECT_EQ(simvr_submitCount(0), 0u);
+}
+
+TEST_F(MinimalOpenVRTest, PosesAndProjectionsKeepTheirMathematicalValue) {
+    // Row r, column c of the OpenVR matrix holds 10 r + c + 1, so every element is told apart.
+    const float pose[12] = {1, 2, 3, 4, 11, 12, 13, 14, 21, 22, 23, 24};
+    simvr_setDevicePose(0, pose);
+    const float angular[3] = {0.5f, -1.0f, 2.0f};
+    simvr_setDeviceVelocity(0, nullptr, angular);
+    MinimalOpenVR openVR;
+    ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+
+    Ko_1_1::Mat4d<float> head, leftEye, rightEye, leftProjection, rightProjection;
+    float velocity[3] = {};
+    openVR.updatePoses(-0.2f, -1000.0f, &head, &leftEye, &rightEye, &leftProjection, &rightProjection,
+                       velocity);
+    EXPECT_EQ(simvr_waitGetPosesCount(), 1u);
+
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 4; ++c) {
+            EXPECT_EQ(head[4 * c + r], static_cast<float>(10 * r + c + 1)) << "row " << r << " column " << c;
+        }
+    }
+    EXPECT_EQ(head[3], 0.0f);
+    EXPECT_EQ(head[7], 0.0f);
+    EXPECT_EQ(head[11], 0.0f);
+    EXPECT_EQ(head[15], 1.0f);
+    EXPECT_EQ(velocity[0], 0.5f);
+    EXPECT_EQ(velocity[1], -1.0f);
+    EXPECT_EQ(velocity[2], 2.0f);
+
+    // The eyes sit half the eye distance left and right of the head: their translation is column 3.
+    EXPECT_LT(leftEye[12], 0.0f);
+    EXPECT_FLOAT_EQ(rightEye[12], -leftEye[12]);
+    EXPECT_EQ(leftEye[15], 1.0f);
+    EXPECT_EQ(leftEye[3], 0.0f);
+
+    // A perspective projection has -1 in row 3, column 2 and the depth offset in row 2, column 3.
+    for (const Ko_1_1::Mat4d<float>* projection : {&leftProjection, &rightProjection}) {
+        EXPECT_EQ((*projection)[11], -1.0f);
+        EXPECT_NE((*projection)[14], 0.0f);
+        EXPECT_EQ((*projection)[15], 0.0f);
+    }
+}
+
+TEST_F(MinimalOpenVRTest, ControllersByRoleWithPoseStateAndHaptics) {
+    // Device 3: a connected controller that no hand claims (role invalid), without a pose.
+    simvr_setDevice(3, vr::TrackedDeviceClass_Controller, vr::TrackedControllerRole_Invalid, 1);
+    const float leftPose[12] = {1, 0, 0, -0.2f, 0, 1, 0, 1.2f, 0, 0, 1, -0.3f};
+    simvr_setDevicePose(1, leftPose);
+    const float axes[10] = {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f, 1.0f};
+    const uint64_t pressed =
+        vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Trigger) | vr::ButtonMaskFromId(vr::k_EButton_Grip);
+    simvr_setControllerState(1, pressed, vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Touchpad), axes);
+
+    MinimalOpenVR openVR;
+    ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+
+    EXPECT_EQ(openVR.updateControllerRole(3), vr::TrackedControllerRole_Invalid);
+    EXPECT_EQ(openVR.getLeftControllerIndex(), MinimalOpenVR::NO_DEVICE);
+    EXPECT_EQ(openVR.getRightControllerIndex(), MinimalOpenVR::NO_DEVICE);
+    EXPECT_EQ(openVR.updateControllerRole(1), vr::TrackedControllerRole_LeftHand);
+    EXPECT_EQ(openVR.updateControllerRole(2), vr::TrackedControllerRole_RightHand);
+    EXPECT_EQ(openVR.updateControllerRole(0), vr::TrackedControllerRole_Invalid);
+    EXPECT_EQ(openVR.getLeftControllerIndex(), 1u);
+    EXPECT_EQ(openVR.getRightControllerIndex(), 2u);
+
+    Ko_1_1::Mat4d<float> m;
+    float velocity[3];
+    openVR.updatePoses(-0.2f, -1000.0f, &m, &m, &m, &m, &m, velocity);
+
+    vr::TrackedDevicePose_t pose = NO_POSE;
+    ASSERT_TRUE(openVR.getDevicePose(1, &pose));
+    EXPECT_EQ(pose.mDeviceToAbsoluteTracking.m[0][3], -0.2f);
+    EXPECT_EQ(pose.mDeviceToAbsoluteTracking.m[2][3], -0.3f);
+    EXPECT_TRUE(pose.bDeviceIsConnected);
+    EXPECT_FALSE(openVR.getDevicePose(0, &pose)) << "the headset is not a controller";
+    EXPECT_FALSE(openVR.getDevicePose(3, &pose)) << "a controller without a valid pose";
+    EXPECT_FALSE(openVR.getDevicePose(5, &pose)) << "no device";
+    simvr_setDeviceConnected(2, 0);
+    EXPECT_FALSE(openVR.getDevicePose(2, &pose)) << "a disconnected controller";
+
+    vr::VRControllerState_t state{};
+    EXPECT_EQ(openVR.getControllerState(&state, 1), &state);
+    EXPECT_EQ(state.ulButtonPressed, pressed);
+    EXPECT_EQ(state.ulButtonTouched, vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Touchpad));
+    EXPECT_EQ(state.rAxis[0].x, 0.1f);
+    EXPECT_EQ(state.rAxis[1].x, 0.3f);
+    EXPECT_EQ(state.rAxis[4].y, 1.0f);
+
+    openVR.triggerHapticPulse(2, 750);
+    ASSERT_EQ(simvr_hapticPulseCount(), 1u);
+    uint32_t device = 0;
+    uint32_t axis = 9;
+    uint16_t microseconds = 0;
+    ASSERT_TRUE(simvr_hapticPulse(0, &device, &axis, &microseconds));
+    EXPECT_EQ(device, 2u);
+    EXPECT_EQ(axis, 0u);
+    EXPECT_EQ(microseconds, 750);
+
+    openVR.postPresentHandoff();
+    EXPECT_EQ(simvr_postPresentHandoffCount(), 1u);
+}
+
+TEST_F(MinimalOpenVRTest, StringPropertiesAreReadWhole) {
+    const std::string longName(300, 'x');
+    simvr_setStringProperty(1, vr::Prop_RenderModelName_String, longName.c_str());
+    MinimalOpenVR openVR;
+    ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+
+    vr::ETrackedPropertyError propertyError = vr::TrackedProp_UnknownProperty;
+    EXPECT_EQ(openVR.getTrackedDeviceString(1, vr::Prop_RenderModelName_String, &propertyError), longName);
+    EXPECT_EQ(propertyError, vr::TrackedProp_Success);
+    EXPECT_EQ(openVR.getTrackedDeviceStringAgain(0, vr::Prop_SerialNumber_String, &propertyError),
+              "SIMVR-0001");
+
+    simvr_setStringProperty(0, vr::Prop_SerialNumber_String, nullptr);
+    EXPECT_EQ(openVR.getTrackedDeviceString(0, vr::Prop_SerialNumber_String, &propertyError), "");
+    EXPECT_EQ(propertyError, vr::TrackedProp_UnknownProperty);
+}
+
+TEST_F(MinimalOpenVRTest, AHandWithoutAControllerHasNoModel) {
+    MinimalOpenVR openVR;
+    ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+    EXPECT_EQ(openVR.getControllerModel(true), nullptr);
+    EXPECT_EQ(openVR.getControllerModel(false), nullptr);
+    // A left hand that turned out to be a tracker rather than a controller.
+    openVR.updateControllerRole(1);
+    simvr_setDeviceClass(1, vr::TrackedDeviceClass_GenericTracker);
+    EXPECT_EQ(openVR.getControllerModel(true), nullptr);
+    EXPECT_EQ(simvr_renderModelLoadCount(), 0u);
+}
+
+TEST_F(MinimalOpenVRTest, ShutdownEndsTheSession) {
+    {
+        MinimalOpenVR openVR;
+        openVR.shutdown();
+        EXPECT_EQ(simvr_shutdownCount(), 0u) << "nothing to end before init";
+        ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+        EXPECT_TRUE(simvr_isInitialized());
+        openVR.shutdown();
+        EXPECT_FALSE(simvr_isInitialized());
+        EXPECT_EQ(simvr_shutdownCount(), 1u);
+    }
+    EXPECT_EQ(simvr_shutdownCount(), 1u) << "destruction after shutdown ends nothing more";
+
+    // An owner that never shuts down still leaves no session behind.
+    {
+        MinimalOpenVR openVR;
+        ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+    }
+    EXPECT_FALSE(simvr_isInitialized());
+    EXPECT_EQ(simvr_shutdownCount(), 2u);
+}
+
+} // namespace
