@@ -488,3 +488,18 @@ TEST_F(VRRun, PersistentInitErrorGivesInitializationErrorAfterRetries) {
     EXPECT_TRUE(log.contains(L"VR Initialization Error: "));
     EXPECT_TRUE(host.calls().empty()) << "no window, no headset kind, no close notice";
 }
+
+TEST_F(VRRun, MissingSupersampleSettingKeepsTheRecommendedSize) {
+    simvr_removeSupersampleScale();
+    RecordingHost host;
+    VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
+    ASSERT_EQ(manager.init(), VR::VRGlobals::NoError);
+    closeAfterFrames(host, 1, [&] { manager.closeVR(); });
+    EXPECT_EQ(manager.runRenderLoop(), VR::VRGlobals::NoError);
+    joinCloser();
+    uint32_t width = 0;
+    uint32_t height = 0;
+    simvr_lastSubmittedPicture(0, &width, &height, nullptr, 0);
+    EXPECT_EQ(width, 160u);
+    EXPECT_EQ(height, 120u);
+}

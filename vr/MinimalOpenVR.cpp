@@ -216,8 +216,13 @@ VR::VRGlobals::ErrorCodes MinimalOpenVR::init(unsigned* width, unsigned* height,
         vr::IVRSettings* settings = library.settings(&settingsError);
         if (settings != nullptr && settingsError == vr::VRInitError_None) {
             // The setting scales the pixel count; each side of the render target grows by its root.
-            *scale = std::sqrt(settings->GetFloat(vr::k_pch_SteamVR_Section,
-                                                  vr::k_pch_SteamVR_SupersampleScale_Float, nullptr));
+            // A missing or nonsensical setting reads as 0 or less; the render target then keeps its size
+            // instead of collapsing to nothing.
+            const float setting = settings->GetFloat(vr::k_pch_SteamVR_Section,
+                                                     vr::k_pch_SteamVR_SupersampleScale_Float, nullptr);
+            if (setting > 0.0f && std::isfinite(setting)) {
+                *scale = std::sqrt(setting);
+            }
         }
     }
     return VR::VRGlobals::NoError;
