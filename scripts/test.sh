@@ -9,11 +9,9 @@ build=${ORVEL_BUILD_DIR:-build}
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build "$build" --parallel "$(nproc)"
 
-run_ctest() { ctest --test-dir "$build" --output-on-failure --timeout 600 "$@"; }
+ctest_args=(--test-dir "$build" --output-on-failure --timeout 600 "$@")
 if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
-    run_ctest "$@"
+    ctest "${ctest_args[@]}"
 else
-    export -f run_ctest
-    export build
-    xvfb-run -a -s "-noreset -screen 0 1920x1080x24" bash -c 'run_ctest "$@"' _ "$@"
+    xvfb-run -a -s "-noreset -screen 0 1920x1080x24" ctest "${ctest_args[@]}"
 fi
