@@ -42,10 +42,8 @@ protected:
         return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     }
 
-    static void requireSamples() {
-        if (!fs::exists(SAMPLES / "autzen_trim.las") || !fs::exists(SAMPLES / "pump-scan.ply")) {
-            GTEST_SKIP() << "sample scans not found in " << SAMPLES;
-        }
+    static bool samplesPresent() {
+        return fs::exists(SAMPLES / "autzen_trim.las") && fs::exists(SAMPLES / "pump-scan.ply");
     }
 
     fs::path dir;
@@ -116,7 +114,9 @@ std::string lasFile(unsigned minor, unsigned format, std::uint16_t recordLength,
 } // namespace
 
 TEST_F(ReaderTest, LasReadsSampleWithEightBitColourInSixteenBitFields) {
-    requireSamples();
+    if (!samplesPresent()) {
+        GTEST_SKIP() << "sample scans not found in " << SAMPLES;
+    }
     double lastProgress = -1.0;
     bool progressRose = true;
     const Demo::PointCloud cloud =
@@ -178,7 +178,9 @@ TEST_F(ReaderTest, LasWithoutColourGetsHeightRamp) {
 }
 
 TEST_F(ReaderTest, LasRejectsDamagedAndUnsupportedFiles) {
-    requireSamples();
+    if (!samplesPresent()) {
+        GTEST_SKIP() << "sample scans not found in " << SAMPLES;
+    }
     const std::string good = slurp(SAMPLES / "autzen_trim.las");
     auto read = [](const std::string& path) { Demo::LasReader::read(path); };
 
@@ -209,7 +211,9 @@ TEST_F(ReaderTest, LasRejectsDamagedAndUnsupportedFiles) {
 }
 
 TEST_F(ReaderTest, PlyReadsSampleBinaryWithExtraProperty) {
-    requireSamples();
+    if (!samplesPresent()) {
+        GTEST_SKIP() << "sample scans not found in " << SAMPLES;
+    }
     double lastProgress = -1.0;
     const Demo::PointCloud cloud = Demo::PlyReader::read((SAMPLES / "pump-scan.ply").string(),
                                                          [&](double fraction) { lastProgress = fraction; });
@@ -286,7 +290,9 @@ TEST_F(ReaderTest, PlyKeepsDoublePrecisionOfLargeCoordinates) {
 }
 
 TEST_F(ReaderTest, PlyRejectsDamagedAndUnsupportedFiles) {
-    requireSamples();
+    if (!samplesPresent()) {
+        GTEST_SKIP() << "sample scans not found in " << SAMPLES;
+    }
     const std::string good = slurp(SAMPLES / "pump-scan.ply");
     auto read = [](const std::string& path) { Demo::PlyReader::read(path); };
     const std::size_t body = good.find("end_header\n") + 11;
