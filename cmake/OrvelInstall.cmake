@@ -5,9 +5,20 @@ install(TARGETS orvel_vr EXPORT OrvelVRTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvel)
-install(DIRECTORY common engine platform text vr DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvel
-    FILES_MATCHING PATTERN "*.h")
-install(DIRECTORY ${ORVEL_GLAD_INCLUDE_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvel)
+# Only the public headers: the exported classes and what their headers need. The GL loader, the platform
+# calls and the OpenVR declarations stay private to the library.
+set(ORVEL_PUBLIC_HEADERS
+    platform/Export.h platform/Log.h
+    common/AnnotationData.h common/IVRView.h common/Mat4d.h common/MeasurementData.h common/MeshData.h
+    common/Point3dRGB.h common/Point3dRGBA.h common/SVec2d.h common/StringVal.h common/Vec3d.h
+    engine/Renderer.h
+    text/Bitmap.h text/TextRenderer.h
+    vr/VRGlobals.h vr/VRManager.h vr/VRRenderer.h vr/VrModelRenderer.h
+    vr/points/PointGrabber.h vr/points/PointRenderer.h)
+foreach(header IN LISTS ORVEL_PUBLIC_HEADERS)
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvel/${folder})
+endforeach()
 install(DIRECTORY ${ORVEL_RESOURCE_DIR} DESTINATION ${CMAKE_INSTALL_DATADIR}/orvel)
 install(FILES ${ORVEL_FONT_SOURCE} DESTINATION ${CMAKE_INSTALL_DATADIR}/orvel/VR/Fonts
     RENAME NotoSansCJKsc-Regular.otf)

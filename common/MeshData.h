@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "common/Vec3d.h"
-#include "text/Bitmap.h"
+class Bitmap;
 
 namespace VR {
 

@@ -1,6 +1,6 @@
 #include "common/StringVal.h"
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 
 namespace Ko_1_1 {
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 namespace Ko_1_1 {
 

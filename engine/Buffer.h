@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "engine/Exception.h"
 #include "engine/GL.h"
 

@@ -3,7 +3,7 @@
 #include <exception>
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

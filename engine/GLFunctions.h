@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "engine/GL.h"
 
 // Loader start-up, GL limits and the diagnostic hooks. All of it runs on the thread whose context is

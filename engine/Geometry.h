@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 

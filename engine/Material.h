@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "common/Mat4d.h"
 #include "common/Vec3d.h"
 #include "engine/GL.h"

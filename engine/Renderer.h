@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "engine/GL.h"
 
 namespace Brume {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "engine/GL.h"
 
 namespace Brume {

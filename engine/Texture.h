@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "engine/GL.h"
 
 namespace Brume {

@@ -6,7 +6,7 @@
 #include <cwchar>
 #include <mutex>
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 #include "platform/Platform.h"
 
 namespace VR {

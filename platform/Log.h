@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 namespace VR {
 

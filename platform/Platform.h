@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 // The operating-system calls the library makes, behind one narrow header. PlatformWin32.cpp and
 // PlatformPosix.cpp implement them; nothing else in the library includes an OS header.

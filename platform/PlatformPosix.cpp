@@ -1,5 +1,3 @@
-#ifndef _WIN32
-
 #include <GLFW/glfw3.h>
 #include <dlfcn.h>
 #include <pthread.h>
@@ -14,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 #include "platform/Platform.h"
 
 namespace Platform {
@@ -100,5 +98,3 @@ bool hasCurrentGLContext() { return ::glfwGetCurrentContext() != nullptr; }
 GLProc getGLProcAddress(const char* name) { return ::glfwGetProcAddress(name); }
 
 } // namespace Platform
-
-#endif

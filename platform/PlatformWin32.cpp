@@ -1,5 +1,3 @@
-#ifdef _WIN32
-
 #define WIN32_LEAN_AND_MEAN
 #define NOMINMAX
 #include <windows.h>
@@ -7,7 +5,7 @@
 #include <mutex>
 #include <string>
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 #include "platform/Platform.h"
 
 namespace Platform {
@@ -88,5 +86,3 @@ GLProc getGLProcAddress(const char* name) {
 }
 
 } // namespace Platform
-
-#endif

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 #include "platform/Platform.h"
 #include "tests/SimVRFixture.h"
 #include "vr/OpenVRLibrary.h"

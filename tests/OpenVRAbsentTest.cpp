@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 #include "tests/OpenVRTestLog.h"
 #include "vr/MinimalOpenVR.h"
 #include "vr/OpenVRLibrary.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "common/LibrarySettings.h"
+#include "vr/LibrarySettings.h"
 #include "text/Bitmap.h"
 #include "text/TextRenderer.h"
 

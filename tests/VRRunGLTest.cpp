@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/LibrarySettings.h"
+#include "vr/LibrarySettings.h"
 #include "engine/GL.h"
 #include "engine/Target.h"
 #include "platform/Log.h"

@@ -11,6 +11,7 @@
 #include "engine/Texture.h"
 #include "tests/support/GLContext.h"
 #include "vr/VrModelRenderer.h"
+#include "vr/openvr/OpenVRTypes.h"
 
 namespace {
 

@@ -31,9 +31,16 @@ endif()
 set(prefix ${WORK_DIR}/prefix)
 file(REMOVE_RECURSE ${WORK_DIR})
 
-# The test may run right after a partial build; the library itself is all the install needs.
-run_step("building the library" ${CMAKE_COMMAND} --build ${BUILD_DIR} --target orvel_vr --parallel 2 ${config_args})
+# Installing only reads the build tree, which the test command has built before any test runs; everything
+# the test makes stays under WORK_DIR, so it runs beside the other tests.
 run_step("installing" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} ${config_args})
+# Private headers stay out of the package.
+foreach(private engine/GL.h engine/Buffer.h platform/Platform.h platform/Utf.h vr/IOpenVR.h vr/MinimalOpenVR.h
+        vr/openvr/OpenVRTypes.h glad/gl.h)
+    if(EXISTS ${prefix}/include/orvel/${private})
+        message(FATAL_ERROR "the private header ${private} was installed")
+    endif()
+endforeach()
 run_step("configuring the host" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/host -G ${GENERATOR}
     -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=${CONFIG}
     -DORVEL_INSTALLED_FONT=${prefix}/share/orvel/VR/Fonts/NotoSansCJKsc-Regular.otf)

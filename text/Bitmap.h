@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 // An 8-bit image buffer, row after row, `components` bytes a pixel, bottom row first as a GL upload
 // expects. Plain value class; any thread, but one owner at a time.

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "text/Bitmap.h"
 
 // FreeType's handle types, declared here so that hosts including this header need no FreeType headers.

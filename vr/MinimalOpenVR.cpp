@@ -6,7 +6,7 @@
 #include <exception>
 #include <thread>
 
-#include "common/Utf.h"
+#include "platform/Utf.h"
 #include "platform/Log.h"
 
 namespace {

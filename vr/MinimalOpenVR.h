@@ -1,6 +1,5 @@
 #pragma once
 
-#include "common/Export.h"
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,7 +13,7 @@
 // caches controller render models. Failures come back as results and log lines, never as exceptions.
 // Made through std::make_shared and shared by the manager and the renderer; render thread only (models
 // are GL objects, so the GL context must be current when one is loaded or the object is destroyed).
-class ORVEL_VR_EXPORT MinimalOpenVR final : public IOpenVR {
+class MinimalOpenVR final : public IOpenVR {
 public:
     MinimalOpenVR();
     ~MinimalOpenVR();

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "common/IVRView.h"
 #include "common/Vec3d.h"
 #include "vr/VRGlobals.h"

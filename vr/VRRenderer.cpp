@@ -1,5 +1,7 @@
 #include "vr/VRRenderer.h"
 
+#include "vr/IOpenVR.h"
+
 #include <GLFW/glfw3.h>
 
 #include <cmath>
@@ -7,8 +9,8 @@
 #include <mutex>
 #include <string>
 
-#include "common/LibrarySettings.h"
-#include "common/Utf.h"
+#include "vr/LibrarySettings.h"
+#include "platform/Utf.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/GLFunctions.h"

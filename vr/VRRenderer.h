@@ -6,15 +6,15 @@
 #include <memory>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "common/IVRView.h"
 #include "common/Mat4d.h"
 #include "common/Vec3d.h"
 #include "engine/Renderer.h"
-#include "vr/IOpenVR.h"
 #include "vr/VRGlobals.h"
 
 struct GLFWwindow;
+class IOpenVR;
 class PointRenderer;
 
 namespace Brume {

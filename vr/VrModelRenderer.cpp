@@ -1,10 +1,12 @@
 #include "vr/VrModelRenderer.h"
 
+#include "vr/openvr/OpenVRTypes.h"
+
 #include <cstring>
 #include <utility>
 #include <vector>
 
-#include "common/LibrarySettings.h"
+#include "vr/LibrarySettings.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/Geometry.h"

@@ -3,9 +3,13 @@
 #include <memory>
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "common/Mat4d.h"
-#include "vr/openvr/OpenVRTypes.h"
+
+namespace vr {
+struct RenderModel_t;
+struct RenderModel_TextureMap_t;
+} // namespace vr
 
 namespace Brume {
 class Geometry;

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "common/Mat4d.h"
 #include "common/Point3dRGB.h"
 #include "common/Point3dRGBA.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/LibrarySettings.h"
+#include "vr/LibrarySettings.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/Geometry.h"

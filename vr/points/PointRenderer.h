@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 #include "common/Mat4d.h"
 #include "common/Point3dRGB.h"
 #include "vr/points/PointGrabber.h"

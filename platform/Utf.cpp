@@ -1,4 +1,4 @@
-#include "common/Utf.h"
+#include "platform/Utf.h"
 
 namespace VR {
 

@@ -1,4 +1,4 @@
-#include "common/LibrarySettings.h"
+#include "vr/LibrarySettings.h"
 
 #include "platform/Platform.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/Export.h"
+#include "platform/Export.h"
 
 namespace VR {
 
