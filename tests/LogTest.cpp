@@ -11,15 +11,15 @@
 namespace {
 
 // Installs a sink for the test's lifetime and restores the platform output afterwards.
-class CapturedLog {
+class LogCapture {
 public:
-    CapturedLog() {
+    LogCapture() {
         VR::setLogSink([this](const std::wstring& line) {
             std::lock_guard<std::mutex> lock(mutex);
             lines.push_back(line);
         });
     }
-    ~CapturedLog() { VR::setLogSink({}); }
+    ~LogCapture() { VR::setLogSink({}); }
 
     std::vector<std::wstring> taken() {
         std::lock_guard<std::mutex> lock(mutex);
@@ -76,7 +76,7 @@ TEST(Log, SinkReceivesEveryLineFromEveryThread) {
     constexpr int LINES = 500;
     std::vector<std::wstring> lines;
     {
-        CapturedLog log;
+        LogCapture log;
         std::vector<std::thread> threads;
         for (int t = 0; t < THREADS; ++t) {
             threads.emplace_back([t] {

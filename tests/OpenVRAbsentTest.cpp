@@ -3,7 +3,7 @@
 #include <string>
 
 #include "platform/Utf.h"
-#include "tests/OpenVRTestLog.h"
+#include "tests/support/LogCapture.h"
 #include "vr/MinimalOpenVR.h"
 #include "vr/OpenVRLibrary.h"
 
@@ -11,7 +11,7 @@
 // library cannot be found: the situation of a machine without the runtime.
 
 TEST(OpenVRAbsent, InitReportsRuntimeNotInstalledWithOneLine) {
-    OrvelTest::CapturedLog log;
+    OrvelTest::LogCapture log;
     MinimalOpenVR openVR;
     unsigned width = 7;
     unsigned height = 9;
@@ -36,7 +36,7 @@ TEST(OpenVRAbsent, InitReportsRuntimeNotInstalledWithOneLine) {
 }
 
 TEST(OpenVRAbsent, EveryOperationIsInertWithoutARuntime) {
-    OrvelTest::CapturedLog log;
+    OrvelTest::LogCapture log;
     MinimalOpenVR openVR;
     unsigned width = 0;
     unsigned height = 0;

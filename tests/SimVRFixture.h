@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "simvr/SimVR.h"
-#include "tests/OpenVRTestLog.h"
+#include "tests/support/LogCapture.h"
 #include "vr/MinimalOpenVR.h"
 
 namespace OrvelTest {
@@ -36,7 +36,7 @@ protected:
     unsigned height = 0;
     vr::EVRInitError error = vr::VRInitError_None;
     float scale = 0.0f;
-    CapturedLog log;
+    LogCapture log;
 };
 
 } // namespace OrvelTest

@@ -9,17 +9,17 @@
 namespace OrvelTest {
 
 // Collects the library's log lines while alive and gives the platform's debug output back afterwards.
-class CapturedLog {
+class LogCapture {
 public:
-    CapturedLog() {
+    LogCapture() {
         VR::setLogSink([this](const std::wstring& line) {
             std::lock_guard<std::mutex> lock(mutex);
             captured.push_back(line);
         });
     }
-    ~CapturedLog() { VR::setLogSink({}); }
-    CapturedLog(const CapturedLog&) = delete;
-    CapturedLog& operator=(const CapturedLog&) = delete;
+    ~LogCapture() { VR::setLogSink({}); }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<std::wstring> lines() const {
         std::lock_guard<std::mutex> lock(mutex);
@@ -35,6 +35,15 @@ public:
             }
         }
         return found;
+    }
+
+    // Lines that contain the text anywhere.
+    int count(const std::wstring& text) const {
+        int n = 0;
+        for (const std::wstring& line : lines()) {
+            n += line.find(text) != std::wstring::npos ? 1 : 0;
+        }
+        return n;
     }
 
     void clear() {
