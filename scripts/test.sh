@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The test command: installs what is missing, configures, builds and runs every test (under Xvfb when
-# there is no display). Extra arguments go to ctest, for example `-L gl` or `-LE gl`.
+# there is no display). Extra arguments go to ctest, for example `-L gl` or `-LE gl`. Every test is a
+# process of its own that shares no files with the others, so they run one per core.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,7 +10,7 @@ build=${ORVEL_BUILD_DIR:-build}
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build "$build" --parallel "$(nproc)"
 
-ctest_args=(--test-dir "$build" --output-on-failure --timeout 600 "$@")
+ctest_args=(--test-dir "$build" -j"$(nproc)" --output-on-failure --timeout 600 "$@")
 if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
     ctest "${ctest_args[@]}"
 else
