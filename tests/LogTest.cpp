@@ -1,37 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cwchar>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/Log.h"
-
-namespace {
-
-// Installs a sink for the test's lifetime and restores the platform output afterwards.
-class LogCapture {
-public:
-    LogCapture() {
-        VR::setLogSink([this](const std::wstring& line) {
-            std::lock_guard<std::mutex> lock(mutex);
-            lines.push_back(line);
-        });
-    }
-    ~LogCapture() { VR::setLogSink({}); }
-
-    std::vector<std::wstring> taken() {
-        std::lock_guard<std::mutex> lock(mutex);
-        return lines;
-    }
-
-private:
-    std::mutex mutex;
-    std::vector<std::wstring> lines;
-};
-
-} // namespace
+#include "tests/support/LogCapture.h"
 
 TEST(Log, StringsFollowTheWideConventions) {
     EXPECT_EQ(VR::formatLine(L"PC2 paused = %s\n", L"true"), L"PC2 paused = true\n");
@@ -76,7 +51,7 @@ TEST(Log, SinkReceivesEveryLineFromEveryThread) {
     constexpr int LINES = 500;
     std::vector<std::wstring> lines;
     {
-        LogCapture log;
+        OrvelTest::LogCapture log;
         std::vector<std::thread> threads;
         for (int t = 0; t < THREADS; ++t) {
             threads.emplace_back([t] {
@@ -88,7 +63,7 @@ TEST(Log, SinkReceivesEveryLineFromEveryThread) {
         for (auto& thread : threads) {
             thread.join();
         }
-        lines = log.taken();
+        lines = log.lines();
     }
     ASSERT_EQ(lines.size(), static_cast<std::size_t>(THREADS * LINES));
     std::vector<int> next(THREADS, 0);

@@ -9,44 +9,34 @@
 
 using Ko_1_1::StringVal;
 
-TEST(StringVal, ConstructHandsOutOneReference) {
-    StringVal* value = StringVal::construct(L"C:\\scans\\model.obj");
-    ASSERT_NE(value, nullptr);
-    EXPECT_EQ(value->stringValue(), L"C:\\scans\\model.obj");
-    EXPECT_EQ(value->refCount(), 1);
-    value->ref();
-    EXPECT_EQ(value->refCount(), 2);
-    value->unref();
-    EXPECT_EQ(value->refCount(), 1);
-    EXPECT_EQ(value->stringValue(), L"C:\\scans\\model.obj");
-    value->unref();
-
-    StringVal* fromString = StringVal::construct(std::wstring(L"id-42"));
-    EXPECT_EQ(fromString->stringValue(), L"id-42");
-    fromString->unref();
-
-    StringVal* empty = StringVal::construct(static_cast<const wchar_t*>(nullptr));
-    EXPECT_TRUE(empty->stringValue().empty());
-    empty->unref();
-}
-
-TEST(StringVal, Utf8RoundTripsNonAscii) {
-    const std::string utf8 =
-        "Messung \xC3\xA4\xC3\xB6\xC3\xBC \xE6\xB5\x8B\xE9\x87\x8F \xED\x95\x9C \xF0\x9F\x93\x90";
-    StringVal* value = StringVal::constructUtf8(utf8);
-    EXPECT_EQ(value->stringValue(), L"Messung \u00E4\u00F6\u00FC \u6D4B\u91CF \uD55C \U0001F4D0");
-    EXPECT_EQ(value->toUtf8(), utf8);
-    value->unref();
-
-    // Malformed input is marked, and the text after it is kept.
-    StringVal* broken = StringVal::constructUtf8("\xE6"
-                                                 "A \xFF ok\xE6\xB5");
-    EXPECT_EQ(broken->stringValue(), L"\uFFFDA \uFFFD ok\uFFFD\uFFFD");
-    broken->unref();
-
-    StringVal* wide = StringVal::construct(L"\u00E9t\u00E9");
-    EXPECT_EQ(wide->toUtf8(), "\xC3\xA9t\xC3\xA9");
-    wide->unref();
+TEST(StringVal, ConvertsBetweenWideAndUtf8Text) {
+    const struct {
+        StringVal* value;
+        std::wstring wide;
+        std::string utf8;
+    } cases[] = {
+        {StringVal::construct(L"C:\\scans\\model.obj"), L"C:\\scans\\model.obj", "C:\\scans\\model.obj"},
+        {StringVal::construct(std::wstring(L"\u00E9t\u00E9")), L"\u00E9t\u00E9", "\xC3\xA9t\xC3\xA9"},
+        {StringVal::construct(static_cast<const wchar_t*>(nullptr)), L"", ""},
+        {StringVal::constructUtf8(
+             "Messung \xC3\xA4\xC3\xB6\xC3\xBC \xE6\xB5\x8B\xE9\x87\x8F \xED\x95\x9C \xF0\x9F\x93\x90"),
+         L"Messung \u00E4\u00F6\u00FC \u6D4B\u91CF \uD55C \U0001F4D0",
+         "Messung \xC3\xA4\xC3\xB6\xC3\xBC \xE6\xB5\x8B\xE9\x87\x8F \xED\x95\x9C \xF0\x9F\x93\x90"},
+        // Malformed input is marked, and the text after it is kept.
+        {StringVal::constructUtf8("\xE6"
+                                  "A \xFF ok\xE6\xB5"),
+         L"\uFFFDA \uFFFD ok\uFFFD\uFFFD",
+         "\xEF\xBF\xBD"
+         "A \xEF\xBF\xBD ok\xEF\xBF\xBD\xEF\xBF\xBD"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.utf8);
+        ASSERT_NE(c.value, nullptr);
+        EXPECT_EQ(c.value->refCount(), 1);
+        EXPECT_EQ(c.value->stringValue(), c.wide);
+        EXPECT_EQ(c.value->toUtf8(), c.utf8);
+        c.value->unref();
+    }
 }
 
 TEST(StringVal, ConcurrentReferencesBalanceOut) {
