@@ -8,48 +8,44 @@
 #include "engine/Buffer.h"
 #include "engine/Geometry.h"
 #include "tests/support/GLContext.h"
+#include "tests/support/Messages.h"
 
 using Brume::Buffer;
+using OrvelTest::thrownMessage;
 
 namespace {
 
 class BufferGLTest : public OrvelTest::GLTest {};
-
-template <typename F> std::string messageOf(F f) try {
-    f();
-    return "<no exception>";
-} catch (const Brume::Exception& e) {
-    return e.what();
-}
 
 using Layout = std::vector<Buffer::Attribute>;
 
 } // namespace
 
 TEST_F(BufferGLTest, RejectsInvalidLayouts) {
-    EXPECT_EQ(messageOf([] { Buffer::Attribute("Position", GL_FLOAT, 5, 0); }),
+    EXPECT_EQ(thrownMessage([] { Buffer::Attribute("Position", GL_FLOAT, 5, 0); }),
               "Number of components must be 1, 2, 3 or 4.");
-    // The largest end counts, not the last attribute's.
-    EXPECT_EQ(
-        messageOf([] {
-            Buffer(GL_STATIC_DRAW, 15, {{"Color", GL_UNSIGNED_BYTE, 4, 12}, {"Position", GL_FLOAT, 3, 0}});
-        }),
-        "Attributes require bigger stride than specified");
-    EXPECT_EQ(messageOf([] {
-                  Buffer(GL_STATIC_DRAW, 12, {{"Index", GL_INT, 1, 0}});
-              }),
-              "Unknown attribute type encountered");
-    // Stride 0 skips the size checks but not the name check.
-    EXPECT_EQ(messageOf([] {
-                  Buffer(GL_STATIC_DRAW, 0, {{"uv", GL_INT, 3, 0}, {"uv", GL_FLOAT, 3, 0}});
-              }),
-              "Attributes with duplicate names encountered");
-    // Accepted: an exact fit, names differing in case, zero components, an unchecked stride-0 layout.
-    Buffer exact(
-        GL_STATIC_DRAW, 16,
-        {{"Position", GL_FLOAT, 3, 0}, {"position", GL_FLOAT, 0, 0}, {"Color", GL_UNSIGNED_BYTE, 4, 12}});
-    Buffer unchecked(GL_STATIC_DRAW, 0, {{"Index", GL_INT, 1, 0}});
-    EXPECT_NE(exact.getId(), unchecked.getId());
+    const struct {
+        int stride;
+        Layout layout;
+        const char* message;
+    } cases[] = {
+        // The largest end counts, not the last attribute's.
+        {15,
+         {{"Color", GL_UNSIGNED_BYTE, 4, 12}, {"Position", GL_FLOAT, 3, 0}},
+         "Attributes require bigger stride than specified"},
+        {12, {{"Index", GL_INT, 1, 0}}, "Unknown attribute type encountered"},
+        // Stride 0 skips the size checks but not the name check.
+        {0, {{"uv", GL_INT, 3, 0}, {"uv", GL_FLOAT, 3, 0}}, "Attributes with duplicate names encountered"},
+        // Accepted: an exact fit, names differing in case, zero components, an unchecked stride-0 layout.
+        {16,
+         {{"Position", GL_FLOAT, 3, 0}, {"position", GL_FLOAT, 0, 0}, {"Color", GL_UNSIGNED_BYTE, 4, 12}},
+         "<no exception>"},
+        {0, {{"Index", GL_INT, 1, 0}}, "<no exception>"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        EXPECT_EQ(thrownMessage([&] { Buffer(GL_STATIC_DRAW, c.stride, c.layout); }), c.message);
+    }
 }
 
 TEST_F(BufferGLTest, SubDataIsBoundedByTheLastUpload) {
@@ -60,7 +56,7 @@ TEST_F(BufferGLTest, SubDataIsBoundedByTheLastUpload) {
 
     const float two[2] = {7, 8};
     buffer.subData(two, 2, 8); // ends exactly at byteSize
-    EXPECT_EQ(messageOf([&] { buffer.subData(two, 2, 9); }), "Buffer::subData out of bounds");
+    EXPECT_EQ(thrownMessage([&] { buffer.subData(two, 2, 9); }), "Buffer::subData out of bounds");
     buffer.subData(two, 0, 1000); // nothing to write, nothing checked
     std::array<float, 4> stored{};
     glBindBuffer(GL_ARRAY_BUFFER, buffer.getId());
@@ -69,7 +65,7 @@ TEST_F(BufferGLTest, SubDataIsBoundedByTheLastUpload) {
 
     buffer.setData(std::vector<float>{});
     EXPECT_EQ(buffer.getVertexCount(), 0u);
-    EXPECT_EQ(messageOf([&] { buffer.subData(two, 1, 0); }), "Buffer::subData out of bounds");
+    EXPECT_EQ(thrownMessage([&] { buffer.subData(two, 1, 0); }), "Buffer::subData out of bounds");
 }
 
 TEST_F(BufferGLTest, GeometryKeepsAttributeNamesUniqueAndUploadsFourBytesPerIndex) {
@@ -79,7 +75,7 @@ TEST_F(BufferGLTest, GeometryKeepsAttributeNamesUniqueAndUploadsFourBytesPerInde
     // Only the name matters: another type and offset still collide, and the geometry is left as it was.
     auto clash = std::make_shared<Buffer>(GL_STATIC_DRAW, 8,
                                           Layout{{"uv", GL_FLOAT, 1, 0}, {"Position", GL_FLOAT, 1, 4}});
-    EXPECT_EQ(messageOf([&] { geometry.addBuffer(clash); }), "Attribute is already in use.");
+    EXPECT_EQ(thrownMessage([&] { geometry.addBuffer(clash); }), "Attribute is already in use.");
     ASSERT_EQ(geometry.getBuffers().size(), 1u);
     EXPECT_EQ(geometry.getBuffers()[0], first);
 

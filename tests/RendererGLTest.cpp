@@ -9,12 +9,13 @@
 #include "engine/Geometry.h"
 #include "engine/Material.h"
 #include "engine/Renderer.h"
-#include "engine/Shader.h"
 #include "engine/Target.h"
 #include "engine/Texture.h"
 #include "tests/support/GLContext.h"
 
 using namespace Brume;
+using OrvelTest::makeMaterial;
+using OrvelTest::makeTexture;
 
 namespace {
 
@@ -45,11 +46,7 @@ protected:
         if (HasFatalFailure()) {
             return;
         }
-        auto color = std::make_shared<Texture>(4, 4, GL_RGBA, GL_NEAREST, GL_NEAREST, GL_CLAMP_TO_EDGE,
-                                               GL_CLAMP_TO_EDGE);
-        auto depth = std::make_shared<Texture>(4, 4, GL_DEPTH_STENCIL, GL_NEAREST, GL_NEAREST,
-                                               GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-        target = std::make_shared<Target>(color, depth);
+        target = std::make_shared<Target>(makeTexture(4, 4, GL_RGBA), makeTexture(4, 4, GL_DEPTH_STENCIL));
         renderer.setTarget(target);
         glClearColor(0, 0, 0, 0);
         glViewport(0, 0, 4, 4);
@@ -60,13 +57,6 @@ protected:
         renderer.setTarget(nullptr);
         target.reset();
         GLTest::TearDown();
-    }
-
-    static std::shared_ptr<Material> material(const std::string& vertex, const std::string& fragment) {
-        auto result = std::make_shared<Material>();
-        result->attach(std::make_shared<Shader>(vertex, GL_VERTEX_SHADER));
-        result->attach(std::make_shared<Shader>(fragment, GL_FRAGMENT_SHADER));
-        return result;
     }
 
     static std::shared_ptr<Geometry> geometry(GLenum mode, const std::vector<Vertex>& positions,
@@ -96,7 +86,7 @@ const Color RED = {255, 0, 0, 255};
 } // namespace
 
 TEST_F(RendererGLTest, IndexedDrawStartsAtFirstIndex) {
-    auto red = material(colouredVertexShader(0, 1), PASS_THROUGH);
+    auto red = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
     auto quads = geometry(GL_TRIANGLES, GRID, GRID.size(), RED);
     // Left half: two triangles; right half: two more.
     const std::uint32_t indices[12] = {0, 1, 3, 1, 4, 3, 1, 2, 4, 2, 5, 4};
@@ -118,8 +108,8 @@ TEST_F(RendererGLTest, IndexedDrawStartsAtFirstIndex) {
 }
 
 TEST_F(RendererGLTest, AttributesAreSetUpByNameOnEveryDraw) {
-    auto first = material(colouredVertexShader(0, 1), PASS_THROUGH);
-    auto swapped = material(colouredVertexShader(1, 0), PASS_THROUGH);
+    auto first = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
+    auto swapped = makeMaterial(colouredVertexShader(1, 0), PASS_THROUGH);
     auto quad =
         geometry(GL_TRIANGLES, {{-1, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}}, 6,
                  Color{255, 128, 0, 255});
@@ -137,7 +127,7 @@ TEST_F(RendererGLTest, AttributesAreSetUpByNameOnEveryDraw) {
 }
 
 TEST_F(RendererGLTest, PointDrawCountsLargestBufferAndKeepsProgramPointSize) {
-    auto points = material(colouredVertexShader(0, 1), PASS_THROUGH);
+    auto points = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
     auto cloud = geometry(GL_POINTS, std::vector<Vertex>(10, Vertex{0, 0, 0}), 25, RED);
     // The position buffer says 10 vertices but holds 25, so reading 25 stays inside its storage.
     glBindBuffer(GL_ARRAY_BUFFER, cloud->getBuffers()[0]->getId());
@@ -162,7 +152,7 @@ TEST_F(RendererGLTest, PointDrawCountsLargestBufferAndKeepsProgramPointSize) {
 }
 
 TEST_F(RendererGLTest, NullTargetDrawUsesBoundFrameBufferButClearBindsDefault) {
-    auto red = material(colouredVertexShader(0, 1), PASS_THROUGH);
+    auto red = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
     auto quads = geometry(GL_TRIANGLES, GRID, GRID.size(), RED);
     const std::uint32_t indices[6] = {0, 2, 3, 2, 5, 3};
     quads->setIndices(indices, 6, GL_UNSIGNED_INT, 4);
@@ -188,16 +178,16 @@ TEST_F(RendererGLTest, NullTargetDrawUsesBoundFrameBufferButClearBindsDefault) {
 
 TEST_F(RendererGLTest, MaterialTexturesAreBoundToTheirUnits) {
     // Each sampler contributes one channel, so white means every sampler saw its own texture.
-    auto sampling =
-        material("#version 410 core\nin vec3 Position;\nvoid main() { gl_Position = vec4(Position, 1.0); }\n",
-                 "#version 410 core\nuniform sampler2D red;\nuniform sampler2D green;\n"
-                 "uniform sampler2D blue;\nout vec4 c;\nvoid main() {\n vec2 p = vec2(0.5);\n"
-                 " c = vec4(texture(red, p).r, texture(green, p).g, texture(blue, p).b, 1.0);\n}\n");
+    auto sampling = makeMaterial(
+        "#version 410 core\nin vec3 Position;\nvoid main() { gl_Position = vec4(Position, 1.0); }\n",
+        "#version 410 core\nuniform sampler2D red;\nuniform sampler2D green;\n"
+        "uniform sampler2D blue;\nout vec4 c;\nvoid main() {\n vec2 p = vec2(0.5);\n"
+        " c = vec4(texture(red, p).r, texture(green, p).g, texture(blue, p).b, 1.0);\n}\n");
     const char* names[3] = {"red", "green", "blue"};
     const std::uint32_t colors[3] = {0xff0000ffu, 0xff00ff00u, 0xffff0000u}; // RGBA bytes in little endian
     std::shared_ptr<Texture> textures[3];
     for (int i = 0; i < 3; ++i) {
-        textures[i] = std::make_shared<Texture>(1, 1, GL_RGBA, GL_NEAREST, GL_NEAREST, GL_REPEAT, GL_REPEAT);
+        textures[i] = makeTexture(1, 1, GL_RGBA);
         textures[i]->setData(&colors[i], 4);
         sampling->set(names[i], textures[i]);
     }

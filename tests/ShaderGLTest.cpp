@@ -2,7 +2,6 @@
 
 #include <GLFW/glfw3.h>
 
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -16,20 +15,17 @@
 #include "engine/Shader.h"
 #include "engine/Texture.h"
 #include "tests/support/GLContext.h"
+#include "tests/support/Messages.h"
+#include "tests/support/TempFolder.h"
 
 using Brume::Material;
 using Brume::Shader;
+using OrvelTest::makeMaterial;
+using OrvelTest::thrownMessage;
 
 namespace {
 
 class ShaderGLTest : public OrvelTest::GLTest {};
-
-template <typename F> std::string messageOf(F f) try {
-    f();
-    return "<no exception>";
-} catch (const Brume::Exception& e) {
-    return e.what();
-}
 
 const char* const VERTEX =
     "#version 410 core\nin vec3 Position;\nuniform mat4 transform;\nuniform vec3 offset;\n"
@@ -45,28 +41,28 @@ out vec4 c;
 void main() { c = color * float(mode) + vec4(size, 0.0, 0.0) + texture(first, size) + texture(second, size); }
 )";
 
-std::shared_ptr<Material> makeMaterial(const std::string& vertex, const std::string& fragment) {
-    auto material = std::make_shared<Material>();
-    material->attach(std::make_shared<Shader>(vertex, GL_VERTEX_SHADER));
-    material->attach(std::make_shared<Shader>(fragment, GL_FRAGMENT_SHADER));
-    return material;
-}
-
 std::shared_ptr<Brume::Texture> makeTexture() {
-    return std::make_shared<Brume::Texture>(1, 1, GL_RGBA, GL_NEAREST, GL_NEAREST, GL_REPEAT, GL_REPEAT);
+    return OrvelTest::makeTexture(1, 1, GL_RGBA);
 }
 
-GLint samplerUnit(const Material& material, const char* name) {
+GLint integerUniform(const Material& material, const std::string& name) {
     GLint unit = -1;
-    glGetUniformiv(material.getProgram(), glGetUniformLocation(material.getProgram(), name), &unit);
+    glGetUniformiv(material.getProgram(), glGetUniformLocation(material.getProgram(), name.c_str()), &unit);
     return unit;
+}
+
+// One element of a float uniform as the program holds it.
+float uniformElement(GLuint program, const char* name, int index) {
+    float values[16] = {};
+    glGetUniformfv(program, glGetUniformLocation(program, name), values);
+    return values[index];
 }
 
 } // namespace
 
 TEST_F(ShaderGLTest, FailuresCarryFixedMessagesOrTheCompilersLog) {
     const std::string broken = "#version 410 core\nvoid main() { undeclared = 1.0; }\n";
-    const std::string message = messageOf([&] { Shader(broken, GL_FRAGMENT_SHADER); });
+    const std::string message = thrownMessage([&] { Shader(broken, GL_FRAGMENT_SHADER); });
     // The same source compiled directly gives the log to compare with.
     const GLuint reference = glCreateShader(GL_FRAGMENT_SHADER);
     const char* text = broken.c_str();
@@ -78,27 +74,23 @@ TEST_F(ShaderGLTest, FailuresCarryFixedMessagesOrTheCompilersLog) {
     EXPECT_EQ(message, std::string(log.data()));
     EXPECT_NE(message, "");
 
-    EXPECT_EQ(messageOf([] { Brume::loadShaderFile("/nonexistent/Missing.vrt", GL_VERTEX_SHADER); }),
+    const OrvelTest::TempFolder folder;
+    EXPECT_EQ(thrownMessage([&] { Brume::loadShaderFile(folder.path("Missing.vrt"), GL_VERTEX_SHADER); }),
               "Failed to open shader file.");
-    const std::string empty = (std::filesystem::temp_directory_path() / "orvel_engine_empty.frg").string();
-    std::ofstream{empty};
-    EXPECT_NE(messageOf([&] { Brume::loadShaderFile(empty, GL_FRAGMENT_SHADER); }), "<no exception>");
-    std::filesystem::remove(empty);
+    std::ofstream{folder.path("empty.frg")};
+    EXPECT_NE(thrownMessage([&] { Brume::loadShaderFile(folder.path("empty.frg"), GL_FRAGMENT_SHADER); }),
+              "<no exception>");
 }
 
 TEST_F(ShaderGLTest, LoadShadersRelinksAfterEveryStage) {
-    const auto folder = std::filesystem::temp_directory_path();
-    const std::string vertexPath = (folder / "orvel_engine_test.vrt").string();
-    const std::string fragmentPath = (folder / "orvel_engine_test.frg").string();
-    std::ofstream(vertexPath) << VERTEX;
-    std::ofstream(fragmentPath) << FRAGMENT;
+    const OrvelTest::TempFolder folder;
+    std::ofstream(folder.path("test.vrt")) << VERTEX;
+    std::ofstream(folder.path("test.frg")) << FRAGMENT;
     Material material;
     OrvelTest::GLCallRecorder recorder;
-    material.loadShaders(vertexPath, "", fragmentPath);
+    material.loadShaders(folder.path("test.vrt"), "", folder.path("test.frg"));
     EXPECT_EQ(material.getShaders().size(), 2u);
     EXPECT_EQ(recorder.count("glLinkProgram"), 2);
-    std::filesystem::remove(vertexPath);
-    std::filesystem::remove(fragmentPath);
 }
 
 TEST_F(ShaderGLTest, UniformSettersReachTheProgramAndNameInactiveUniforms) {
@@ -117,24 +109,19 @@ TEST_F(ShaderGLTest, UniformSettersReachTheProgramAndNameInactiveUniforms) {
     GLint current = 0;
     glGetIntegerv(GL_CURRENT_PROGRAM, &current);
     EXPECT_EQ(static_cast<GLuint>(current), program); // left bound for the draw that follows
-    GLint mode = 0;
-    glGetUniformiv(program, glGetUniformLocation(program, "mode"), &mode);
-    EXPECT_EQ(mode, 3);
-    float values[16] = {};
-    glGetUniformfv(program, glGetUniformLocation(program, "size"), values);
-    EXPECT_FLOAT_EQ(values[1], 0.75f);
-    glGetUniformfv(program, glGetUniformLocation(program, "offset"), values);
-    EXPECT_FLOAT_EQ(values[2], 3.0f);
-    glGetUniformfv(program, glGetUniformLocation(program, "color"), values);
-    EXPECT_FLOAT_EQ(values[3], 0.4f);
-    glGetUniformfv(program, glGetUniformLocation(program, "transform"), values);
-    EXPECT_FLOAT_EQ(values[12], 5.0f);
+    EXPECT_EQ(integerUniform(*material, "mode"), 3);
+    EXPECT_FLOAT_EQ(uniformElement(program, "size", 1), 0.75f);
+    EXPECT_FLOAT_EQ(uniformElement(program, "offset", 2), 3.0f);
+    EXPECT_FLOAT_EQ(uniformElement(program, "color", 3), 0.4f);
+    EXPECT_FLOAT_EQ(uniformElement(program, "transform", 12), 5.0f);
 
     // Declared but optimised away, or misspelt: both are inactive, and the program is not bound.
     glUseProgram(0);
-    EXPECT_EQ(messageOf([&] { material->set("unused", 1.0f); }), "unused is not an active uniform variable.");
-    EXPECT_EQ(messageOf([&] { material->set("Color", color); }), "Color is not an active uniform variable.");
-    EXPECT_EQ(messageOf([&] { material->set("tex", makeTexture()); }),
+    EXPECT_EQ(thrownMessage([&] { material->set("unused", 1.0f); }),
+              "unused is not an active uniform variable.");
+    EXPECT_EQ(thrownMessage([&] { material->set("Color", color); }),
+              "Color is not an active uniform variable.");
+    EXPECT_EQ(thrownMessage([&] { material->set("tex", makeTexture()); }),
               "tex is not an active uniform variable.");
     glGetIntegerv(GL_CURRENT_PROGRAM, &current);
     EXPECT_EQ(current, 0);
@@ -159,17 +146,17 @@ TEST_F(ShaderGLTest, SamplerBindingsTakeOneMoreThanTheUnitLimit) {
     material->set("extra", b); // replaced in place: same unit, old texture released
     EXPECT_EQ(material->getTextures()[0].texture, b);
     EXPECT_EQ(a.use_count(), 1);
-    EXPECT_EQ(samplerUnit(*material, "extra"), 0);
-    EXPECT_EQ(samplerUnit(*material, "tex[0]"), 1);
+    EXPECT_EQ(integerUniform(*material, "extra"), 0);
+    EXPECT_EQ(integerUniform(*material, "tex[0]"), 1);
 
     for (int i = 1; i < units; ++i) {
         material->set(("tex[" + std::to_string(i) + "]").c_str(), a);
     }
     EXPECT_EQ(static_cast<int>(material->getTextures().size()), units + 1);
-    EXPECT_EQ(samplerUnit(*material, ("tex[" + std::to_string(units - 1) + "]").c_str()), units);
+    EXPECT_EQ(integerUniform(*material, "tex[" + std::to_string(units - 1) + "]"), units);
     // Past the limit even replacing an existing binding is refused.
     const std::string expected = "Only " + n + " textures are supported per material.";
-    EXPECT_EQ(messageOf([&] { material->set("extra", a); }), expected);
+    EXPECT_EQ(thrownMessage([&] { material->set("extra", a); }), expected);
 }
 
 TEST_F(ShaderGLTest, TextureUnitLimitIsQueriedOncePerThread) {

@@ -4,28 +4,19 @@
 #include <memory>
 #include <string>
 
-#include "engine/Exception.h"
 #include "engine/Target.h"
 #include "engine/Texture.h"
 #include "tests/support/GLContext.h"
+#include "tests/support/Messages.h"
 
 using Brume::Target;
 using Brume::Texture;
+using OrvelTest::makeTexture;
+using OrvelTest::thrownMessage;
 
 namespace {
 
 class TextureGLTest : public OrvelTest::GLTest {};
-
-template <typename F> std::string messageOf(F f) try {
-    f();
-    return "<no exception>";
-} catch (const Brume::Exception& e) {
-    return e.what();
-}
-
-std::shared_ptr<Texture> makeTexture(int w, int h, GLenum format, GLenum minFilter = GL_NEAREST) {
-    return std::make_shared<Texture>(w, h, format, GL_NEAREST, minFilter, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-}
 
 GLint integer(GLenum name) {
     GLint value = 0;
@@ -58,7 +49,7 @@ TEST_F(TextureGLTest, OperationsLeaveOtherUnitsAndBindingsAlone) {
     EXPECT_TRUE(texture->isComplete()); // setData generated the mipmaps
     expectUntouched("setData and queries");
     // The failing construction had already bound its new name when it threw.
-    EXPECT_EQ(messageOf([] { makeTexture(1, 1, GL_RGB); }), "Invalid texture format.");
+    EXPECT_EQ(thrownMessage([] { makeTexture(1, 1, GL_RGB); }), "Invalid texture format.");
     expectUntouched("failed construction");
     glActiveTexture(GL_TEXTURE0);
     glDeleteTextures(2, drawn);
@@ -93,8 +84,8 @@ TEST_F(TextureGLTest, BgrUploadsWithTheGivenAlignmentAndWithoutMipmaps) {
 }
 
 TEST_F(TextureGLTest, TargetChecksColourFirstAndOnlyStencilDepthGivesStencil) {
-    EXPECT_EQ(messageOf([] { Target(nullptr, nullptr); }), "colorBuffer must not be nullptr");
-    EXPECT_EQ(messageOf([] { Target(makeTexture(4, 4, GL_RGBA), nullptr); }),
+    EXPECT_EQ(thrownMessage([] { Target(nullptr, nullptr); }), "colorBuffer must not be nullptr");
+    EXPECT_EQ(thrownMessage([] { Target(makeTexture(4, 4, GL_RGBA), nullptr); }),
               "depthBuffer must not be nullptr");
     EXPECT_EQ(integer(GL_FRAMEBUFFER_BINDING), 0);
 
@@ -111,7 +102,7 @@ TEST_F(TextureGLTest, TargetChecksColourFirstAndOnlyStencilDepthGivesStencil) {
     EXPECT_EQ(stencil, GL_NONE);
 
     // A depth texture cannot be a colour attachment: GL rejects it and no frame buffer is left bound.
-    EXPECT_EQ(messageOf([] {
+    EXPECT_EQ(thrownMessage([] {
                   Target(makeTexture(4, 4, GL_DEPTH_COMPONENT), makeTexture(4, 4, GL_DEPTH_COMPONENT));
               }),
               "Frame buffer incomplete.");

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "engine/GLFunctions.h"
+#include "engine/Shader.h"
 
 namespace OrvelTest {
 
@@ -81,19 +82,35 @@ GLCallRecorder::~GLCallRecorder() {
     recorded = nullptr;
 }
 
-const std::vector<std::string>& GLCallRecorder::calls() const { return *recorded; }
+const std::vector<std::string>& GLCallRecorder::calls() const {
+    return *recorded;
+}
 
 int GLCallRecorder::count(const std::string& name) const {
     return static_cast<int>(std::count(recorded->begin(), recorded->end(), name));
 }
 
-void GLCallRecorder::clear() { recorded->clear(); }
+void GLCallRecorder::clear() {
+    recorded->clear();
+}
 
 Rgba readPixel(int x, int y) {
     Rgba p{};
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, &p);
     return p;
+}
+
+std::shared_ptr<Brume::Material> makeMaterial(const std::string& vertex, const std::string& fragment) {
+    auto material = std::make_shared<Brume::Material>();
+    material->attach(std::make_shared<Brume::Shader>(vertex, GL_VERTEX_SHADER));
+    material->attach(std::make_shared<Brume::Shader>(fragment, GL_FRAGMENT_SHADER));
+    return material;
+}
+
+std::shared_ptr<Brume::Texture> makeTexture(int width, int height, GLenum format, GLenum minFilter) {
+    return std::make_shared<Brume::Texture>(width, height, format, GL_NEAREST, minFilter, GL_CLAMP_TO_EDGE,
+                                            GL_CLAMP_TO_EDGE);
 }
 
 } // namespace OrvelTest

@@ -3,10 +3,13 @@
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "engine/GL.h"
+#include "engine/Material.h"
+#include "engine/Texture.h"
 
 namespace OrvelTest {
 
@@ -50,5 +53,11 @@ struct Rgba {
     unsigned char r, g, b, a;
 };
 Rgba readPixel(int x, int y);
+
+// A program linked from the two sources; compile and link failures throw as the engine reports them.
+std::shared_ptr<Brume::Material> makeMaterial(const std::string& vertex, const std::string& fragment);
+// A texture with clamped edges and GL_NEAREST magnification.
+std::shared_ptr<Brume::Texture> makeTexture(int width, int height, GLenum format,
+                                            GLenum minFilter = GL_NEAREST);
 
 } // namespace OrvelTest
