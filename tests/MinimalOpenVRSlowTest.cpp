@@ -4,7 +4,7 @@
 
 #include "platform/Utf.h"
 #include "platform/Platform.h"
-#include "tests/SimVRFixture.h"
+#include "tests/support/SimVRFixture.h"
 #include "vr/OpenVRLibrary.h"
 
 // Each of these waits through all ten start attempts, one second apart.

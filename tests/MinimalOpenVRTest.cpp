@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/SimVRFixture.h"
+#include "tests/support/SimVRFixture.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/SimVRLibrary.h"
+#include "tests/support/SimVRLibrary.h"
 #include "tests/support/GLContext.h"
 
 using OrvelTest::SimVRLibrary;

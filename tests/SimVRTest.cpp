@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/SimVRLibrary.h"
+#include "tests/support/SimVRLibrary.h"
 
 using OrvelTest::SimVRLibrary;
 

@@ -1,4 +1,4 @@
-#include "tests/SimVRLibrary.h"
+#include "tests/support/SimVRLibrary.h"
 
 #include "platform/Platform.h"
 
