@@ -1,5 +1,7 @@
 #include "engine/Buffer.h"
 
+#include <cstdint>
+
 #include <utility>
 
 namespace Brume {
@@ -59,6 +61,14 @@ void Buffer::upload(const void* data, std::int32_t bytes) {
     vertexCount = stride > 0 ? static_cast<std::uint32_t>(byteSize / stride) : 0;
     glBindBuffer(GL_ARRAY_BUFFER, id);
     glBufferData(GL_ARRAY_BUFFER, byteSize, data, usage);
+}
+
+void Buffer::allocate(std::size_t count) {
+    const std::uint64_t bytes = static_cast<std::uint64_t>(count) * static_cast<std::uint64_t>(stride);
+    if (bytes > static_cast<std::uint64_t>(INT32_MAX)) {
+        throw Exception("Buffer::allocate out of range");
+    }
+    upload(nullptr, static_cast<std::int32_t>(bytes));
 }
 
 void Buffer::update(const void* data, std::int32_t length, std::size_t byteOffset) {

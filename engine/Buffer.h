@@ -35,6 +35,10 @@ public:
         upload(data.data(), static_cast<std::int32_t>(data.size() * sizeof(T)));
     }
 
+    // Reallocates the storage for `count` vertices of the stride without filling it: the contents are
+    // undefined until written. Throws "Buffer::allocate out of range" past 2 GiB.
+    void allocate(std::size_t count);
+
     // Overwrites part of the storage; throws "Buffer::subData out of bounds" past byteSize.
     template <typename T> void subData(const T* data, std::size_t count, std::size_t byteOffset) {
         if (count == 0) {

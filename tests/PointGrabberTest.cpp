@@ -5,9 +5,13 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
+#include <tuple>
 #include <vector>
 
+#include "tests/support/LogCapture.h"
+#include "tests/support/Messages.h"
 #include "vr/points/PointGrabber.h"
 
 namespace {
@@ -142,72 +146,105 @@ bool waitUntil(const std::function<bool()>& done) {
     return true;
 }
 
-TEST(PointGrabber, PassesCameraFrameToQueryAndConvertsPoints) {
+TEST(PointGrabber, QueriesTheCameraFrameAndDropsTheCentreConeFromThePeriphery) {
     Host host;
     host.answer = [](const QueryCall&, int, std::vector<Point3dRGBA>& out) {
         EXPECT_TRUE(out.empty());
-        out.push_back({1.5f, -2.0f, -3.0f, 200, 100, 50, 7});
+        out = {{1.5f, -2.0f, -3.0f, 200, 100, 50, 7}, point(0.5f, -0.5f, -1), point(0.67f, 0.67f, -1),
+               point(0.7f, 0, -1), point(-3, 0, -4), point(-2.5f, 0, -4), point(0, 0, 1), point(0, 0, 0)};
     };
     PointGrabber grabber(host.query());
     Mat4d<float> camera;
     for (int i = 0; i < 16; ++i) {
         camera[i] = static_cast<float>(i) + 0.25f;
     }
-    std::vector<Point3dRGB> out{{9, 9, 9, 1, 1, 1, 0}};
-    grabber.searchPoints(camera, 0.9f, 640, 480, out, false);
+    std::vector<Point3dRGB> all{{9, 9, 9, 1, 1, 1, 0}};
+    grabber.searchPoints(camera, 0.9f, 640, 480, all, false);
 
     const QueryCall c = host.snapshot().at(0);
-    EXPECT_FLOAT_EQ(c.fov, 0.9f);
-    EXPECT_EQ(c.width, 640);
-    EXPECT_EQ(c.height, 480);
-    EXPECT_FLOAT_EQ(c.nearZ, 0.02f);
-    EXPECT_FLOAT_EQ(c.farZ, 1000.0f);
+    EXPECT_EQ(std::make_tuple(c.fov, c.width, c.height, c.nearZ, c.farZ),
+              std::make_tuple(0.9f, 640, 480, 0.02f, 1000.0f));
     EXPECT_EQ(c.position, (Vec3d<double>{12.25, 13.25, 14.25}));
     EXPECT_EQ(c.up, (Vec3d<double>{4.25, 5.25, 6.25}));
     EXPECT_EQ(c.back, (Vec3d<double>{8.25, 9.25, 10.25}));
+    ASSERT_EQ(all.size(), 9u) << "appended behind what was there";
+    const Point3dRGB& first = all[1];
+    EXPECT_EQ(std::make_tuple(first.x, first.y, first.z, first.r, first.g, first.b),
+              std::make_tuple(1.5f, -2.0f, -3.0f, 200, 100, 50));
 
-    ASSERT_EQ(out.size(), 2u); // appended behind what was there
-    EXPECT_EQ(out[1].x, 1.5f);
-    EXPECT_EQ(out[1].y, -2.0f);
-    EXPECT_EQ(out[1].z, -3.0f);
-    EXPECT_EQ(out[1].r, 200);
-    EXPECT_EQ(out[1].g, 100);
-    EXPECT_EQ(out[1].b, 50);
-
-    PointGrabber empty(PointGrabber::PointQuery{});
-    EXPECT_THROW(empty.searchPoints(camera, 1.2f, 10, 10, out, false), std::bad_function_call);
-    EXPECT_FALSE(empty.tryProcessObjects({})); // nothing ready: the consumer is not needed
-}
-
-TEST(PointGrabber, DropsCentreConeInPeripheryPass) {
-    Host host;
-    host.answer = [](const QueryCall&, int, std::vector<Point3dRGBA>& out) {
-        out = {point(0, 0, -1),     point(0.5f, -0.5f, -1), point(0.67f, 0.67f, -1), point(0.7f, 0, -1),
-               point(0, -0.7f, -1), point(-3, 0, -4),       point(-2.5f, 0, -4),     point(0, 0, 1),
-               point(0, 0, 0),      point(0.1f, 0.1f, 2)};
-    };
-    PointGrabber grabber(host.query());
-    Mat4d<float> camera;
-
-    std::vector<Point3dRGB> all;
-    grabber.searchPoints(camera, 2.4f, 10, 10, all, false);
-    EXPECT_EQ(all.size(), 10u);
-
+    // Outside the cone (|x| or |y| beyond 0.68 |z|) or not in front of the camera.
     std::vector<Point3dRGB> periphery;
     grabber.searchPoints(camera, 2.4f, 10, 10, periphery, true);
     std::vector<std::pair<float, float>> kept;
     for (const Point3dRGB& p : periphery) {
         kept.emplace_back(p.x, p.z);
     }
-    // Outside the cone (|x| or |y| beyond 0.68 |z|) or not in front of the camera.
-    const std::vector<std::pair<float, float>> expected{{0.7f, -1}, {0, -1}, {-3, -4},
-                                                        {0, 1},     {0, 0},  {0.1f, 2}};
-    EXPECT_EQ(kept, expected);
+    EXPECT_EQ(kept, (std::vector<std::pair<float, float>>{{0.7f, -1}, {-3, -4}, {0, 1}, {0, 0}}));
+
+    PointGrabber empty(PointGrabber::PointQuery{});
+    EXPECT_THROW(empty.searchPoints(camera, 1.2f, 10, 10, all, false), std::bad_function_call);
+    EXPECT_FALSE(empty.tryProcessObjects({})) << "nothing ready: the consumer is not needed";
 }
 
-TEST(PointGrabber, AdaptsQualityToQueryDurationAndMovement) {
+TEST(PointGrabber, QualityLevelFollowsQueryTimeAndMovement) {
+    struct Case {
+        int level;
+        bool firstEye;
+        bool moving;
+        double seconds;
+        int expected;
+    };
+    const Case cases[] = {
+        // At rest the limit is 0.2 s; the level only rises on the first eye, below a third of the limit.
+        {1, true, false, 0.05, 2},  {2, true, false, 0.05, 3},  {3, true, false, 0.05, 3},
+        {2, false, false, 0.05, 2}, {2, true, false, 0.10, 2},  {3, true, false, 0.25, 2},
+        {2, true, false, 0.25, 2},  // level 1 at rest becomes 2 again at once
+        {3, false, false, 0.25, 3}, // the second eye at rest never lowers it
+        // Moving: the limit is 0.1 s and either eye lowers it.
+        {3, false, true, 0.15, 2},  {2, false, true, 0.15, 1},  {1, true, true, 0.15, 1},
+        {1, true, true, 0.02, 2},   {2, false, true, 0.02, 2},  {2, true, true, 0.05, 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "level " << c.level << " firstEye " << c.firstEye << " moving "
+                                        << c.moving << " " << c.seconds << " s");
+        EXPECT_EQ(PointGrabber::nextQualityLevel(c.level, c.firstEye, c.moving, c.seconds), c.expected);
+    }
+}
+
+TEST(PointGrabber, QuerySizeFollowsLevelAndPointSize) {
+    struct Case {
+        int level;
+        int divisor;
+        int width;
+        int height;
+        float fov;
+    };
+    const Case cases[] = {{1, 1, 500, 400, 1.2f},  {2, 1, 1000, 800, 1.2f}, {3, 1, 2000, 1600, 2.0f},
+                          {1, 2, 250, 200, 1.2f},  {2, 3, 333, 266, 1.2f},  {3, 2, 1000, 800, 2.0f}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "level " << c.level << " divisor " << c.divisor);
+        const PointGrabber::QuerySize size = PointGrabber::querySize(c.level, 1000, 800, c.divisor, 1.2f);
+        EXPECT_EQ(std::make_tuple(size.width, size.height, size.fov), std::make_tuple(c.width, c.height, c.fov));
+    }
+}
+
+TEST(PointGrabber, TurningTheHeadCountsAsMoving) {
+    const Mat4d<float> still = translated(1, 2, 3);
+    const Mat4d<float> turned = translated(1, 2, 3) * Mat4d<float>::rotation({0, 1, 0}, 0.3f);
+    const Mat4d<float> nudged = translated(1.15f, 2, 3);
+    const Mat4d<float> stepped = translated(1.25f, 2, 3);
+    EXPECT_FALSE(PointGrabber::isMoving(still, still, 0.2));
+    EXPECT_FALSE(PointGrabber::isMoving(still, nudged, 0.2)) << "0.15 m is below the threshold";
+    EXPECT_TRUE(PointGrabber::isMoving(still, stepped, 0.2));
+    EXPECT_TRUE(PointGrabber::isMoving(still, turned, 0.2)) << "a turn on the spot moves the point behind";
+}
+
+// The worker on a real thread, with time given by the test: fast answers at rest raise the quality to the
+// wide query; slow answers while the head moves bring it down to reduced batches.
+TEST(PointGrabber, WorkerAdaptsToTheClockAndTheHead) {
     Host host;
-    std::atomic<bool> slow{false};
+    std::atomic<std::int64_t> now{0};
+    std::atomic<std::int64_t> step{0};
     std::atomic<bool> move{false};
     PointGrabber* grabberPtr = nullptr;
     float x = 0;
@@ -216,43 +253,35 @@ TEST(PointGrabber, AdaptsQualityToQueryDurationAndMovement) {
         if (!isCentrePass(c)) {
             return;
         }
+        now += step;
         if (move) {
-            // Worker thread: the head jumps a metre between two iterations.
             x += 1.0f;
             Mat4d<float> m = translated(x, 0, 0);
             grabberPtr->setCameraToWorldMatrix(m, 0);
         }
-        if (slow) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        }
     };
     PointGrabber grabber(host.query());
     grabberPtr = &grabber;
+    grabber.setClock([&] { return now.load(); });
     grabber.setResolution(100, 80);
+    grabber.setPointSize(0); // a host answering 0 must not divide by zero
     Renderer renderer(grabber);
     grabber.startThread();
 
-    // The first iteration counts as slow but the head is at rest: full resolution, never level 1.
+    // The first iteration counts as slow, but a head at rest never queries at level 1.
     ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 2; }));
-    std::vector<QueryCall> calls = host.snapshot();
-    EXPECT_FLOAT_EQ(calls[0].fov, 1.2f);
-    EXPECT_EQ(calls[0].width, 100);
-    EXPECT_EQ(calls[0].height, 80);
-    EXPECT_FLOAT_EQ(calls[1].fov, 2.4f);
-    EXPECT_EQ(calls[1].width, 50);
-    EXPECT_EQ(calls[1].height, 40);
+    const std::vector<QueryCall> first = host.snapshot();
+    EXPECT_EQ(std::make_tuple(first[0].fov, first[0].width, first[0].height), std::make_tuple(1.2f, 100, 80));
+    EXPECT_EQ(std::make_tuple(first[1].fov, first[1].width, first[1].height), std::make_tuple(2.4f, 50, 40));
 
-    // Fast answers raise the level: double resolution, wide field of view, no periphery pass.
     auto wide = [](const QueryCall& c) { return c.fov == 2.0f && c.width == 200 && c.height == 160; };
-    std::size_t seen = host.waitForCall(0, wide);
+    const std::size_t seen = host.waitForCall(0, wide);
     ASSERT_NE(seen, 0u);
 
-    // Slow answers while moving bring it down to half resolution, with batches marked reduced.
+    step = 300000000; // 0.3 s a query
     move = true;
-    slow = true;
     auto half = [](const QueryCall& c) { return c.fov == 1.2f && c.width == 50 && c.height == 40; };
-    seen = host.waitForCall(seen, half);
-    ASSERT_NE(seen, 0u);
+    ASSERT_NE(host.waitForCall(seen, half), 0u);
     ASSERT_TRUE(waitUntil([&] {
         for (const PointGrabber::BufferData& d : renderer.taken()) {
             if (d.reduced) {
@@ -261,20 +290,51 @@ TEST(PointGrabber, AdaptsQualityToQueryDurationAndMovement) {
         }
         return false;
     }));
-
-    // At rest and fast again, it climbs back up.
-    move = false;
-    slow = false;
-    ASSERT_NE(host.waitForCall(seen, wide), 0u);
     grabber.stopThread();
+}
 
-    // Every query the worker made was one of the three levels' passes.
-    calls = host.snapshot();
-    for (const QueryCall& c : calls) {
-        const bool periphery =
-            c.fov == 2.4f && ((c.width == 50 && c.height == 40) || (c.width == 25 && c.height == 20));
-        const bool centre = c.fov == 1.2f && ((c.width == 100 && c.height == 80) || half(c));
-        EXPECT_TRUE(periphery || centre || wide(c)) << c.fov << " " << c.width << "x" << c.height;
+TEST(PointGrabber, EyesAlternateOnlyWhenABatchIsPublished) {
+    for (int eyes : {2, 1}) {
+        SCOPED_TRACE(testing::Message() << eyes << " eyes");
+        Host host;
+        std::atomic<bool> answering{false};
+        host.answer = [&](const QueryCall& c, int, std::vector<Point3dRGBA>& out) {
+            if (answering && isCentrePass(c)) {
+                out.push_back(point(0, 0, -1));
+            }
+        };
+        PointGrabber grabber(host.query());
+        grabber.setResolution(40, 40);
+        grabber.setNumEyes(eyes);
+        Mat4d<float> left = translated(1, 0, 0);
+        Mat4d<float> right = translated(2, 0, 0);
+        Mat4d<float> ignored = translated(9, 0, 0);
+        grabber.setCameraToWorldMatrix(left, 0);
+        grabber.setCameraToWorldMatrix(right, 1);
+        grabber.setCameraToWorldMatrix(ignored, 2);
+        grabber.startThread();
+
+        ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 10; }));
+        EXPECT_FALSE(grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {
+            ADD_FAILURE() << "an empty result was published";
+        }));
+        answering = true;
+        std::vector<PointGrabber::BufferData> batches;
+        ASSERT_TRUE(waitUntil([&] {
+            grabber.tryProcessObjects(
+                [&](std::vector<Point3dRGB>&, const PointGrabber::BufferData& d) { batches.push_back(d); });
+            return batches.size() >= 4;
+        }));
+        grabber.stopThread();
+
+        const std::vector<QueryCall> calls = host.snapshot();
+        for (std::size_t i = 0; i < 10; ++i) {
+            EXPECT_EQ(calls[i].position.x, 1.0) << "empty iterations keep asking eye 0; call " << i;
+        }
+        for (std::size_t i = 0; i < batches.size(); ++i) {
+            EXPECT_EQ(batches[i].firstEye, i % 2 == 0);
+            EXPECT_EQ(batches[i].cameraToWorld, (eyes == 2 && i % 2 == 1) ? right : left) << "batch " << i;
+        }
     }
 }
 
@@ -293,113 +353,25 @@ TEST(PointGrabber, CapsBatchAtFourTimesResolution) {
     grabber.startThread();
 
     // An empty consumer throws and leaves the batch waiting.
-    ASSERT_TRUE(waitUntil([&] {
-        try {
-            grabber.tryProcessObjects({});
-        } catch (const std::bad_function_call&) {
-            return true;
-        }
-        return false;
-    }));
+    ASSERT_EQ(OrvelTest::thrownMessage([&] {
+                  while (!grabber.tryProcessObjects({})) {
+                      std::this_thread::yield();
+                  }
+              }),
+              std::bad_function_call().what());
     PointGrabber::BufferData data;
     std::vector<Point3dRGB> points;
-    ASSERT_TRUE(waitUntil([&] {
-        return grabber.tryProcessObjects([&](std::vector<Point3dRGB>& p, const PointGrabber::BufferData& d) {
-            points.swap(p);
-            data = d;
-        });
+    ASSERT_TRUE(grabber.tryProcessObjects([&](std::vector<Point3dRGB>& p, const PointGrabber::BufferData& d) {
+        points.swap(p);
+        data = d;
     }));
     grabber.stopThread();
-    // The divisor shrinks the query, not the cap.
-    EXPECT_EQ(host.snapshot().at(0).width, 5);
-
-    EXPECT_EQ(data.centreCount, 400);
-    EXPECT_EQ(data.peripheryCount, 0);
-    EXPECT_EQ(data.uploadedCount, 0);
+    EXPECT_EQ(host.snapshot().at(0).width, 5) << "the divisor shrinks the query, not the cap";
+    EXPECT_EQ(std::make_tuple(data.centreCount, data.peripheryCount, data.uploadedCount), std::make_tuple(400, 0, 0));
     ASSERT_EQ(points.size(), 400u);
     // The cut keeps the centre pass whole and the first periphery points behind it.
-    EXPECT_EQ(points[299].x, 299.0f);
-    EXPECT_EQ(points[299].y, 0.0f);
-    EXPECT_EQ(points[300].x, 0.0f);
-    EXPECT_EQ(points[300].y, 1.0f);
-}
-
-TEST(PointGrabber, EmptyResultKeepsEyeAndPublishesNothing) {
-    Host host;
-    std::atomic<bool> answering{false};
-    host.answer = [&](const QueryCall& c, int, std::vector<Point3dRGBA>& out) {
-        if (answering && isCentrePass(c)) {
-            out.push_back(point(0, 0, -static_cast<float>(c.position.x)));
-        }
-    };
-    PointGrabber grabber(host.query());
-    grabber.setResolution(40, 40);
-    Mat4d<float> left = translated(1, 0, 0);
-    Mat4d<float> right = translated(2, 0, 0);
-    grabber.setCameraToWorldMatrix(left, 0);
-    grabber.setCameraToWorldMatrix(right, 1);
-    Mat4d<float> ignored = translated(9, 0, 0);
-    grabber.setCameraToWorldMatrix(ignored, 2);
-    grabber.startThread();
-
-    ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 10; }));
-    EXPECT_FALSE(grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {
-        ADD_FAILURE() << "an empty result was published";
-    }));
-    answering = true;
-
-    std::vector<PointGrabber::BufferData> batches;
-    ASSERT_TRUE(waitUntil([&] {
-        grabber.tryProcessObjects(
-            [&](std::vector<Point3dRGB>&, const PointGrabber::BufferData& d) { batches.push_back(d); });
-        return batches.size() >= 3;
-    }));
-    grabber.stopThread();
-
-    const std::vector<QueryCall> calls = host.snapshot();
-    for (std::size_t i = 0; i < calls.size(); ++i) {
-        EXPECT_NE(calls[i].position.x, 9.0);
-        if (i < 10) {
-            EXPECT_EQ(calls[i].position.x, 1.0) << "call " << i;
-        }
-    }
-    // Empty iterations kept asking eye 0, so the first batch is eye 0's; then the eyes alternate.
-    EXPECT_TRUE(batches[0].firstEye);
-    EXPECT_EQ(batches[0].cameraToWorld, left);
-    EXPECT_FALSE(batches[1].firstEye);
-    EXPECT_EQ(batches[1].cameraToWorld, right);
-    EXPECT_TRUE(batches[2].firstEye);
-}
-
-TEST(PointGrabber, OneEyeUsesEyeZeroForBothBatches) {
-    Host host;
-    host.answer = [](const QueryCall&, int, std::vector<Point3dRGBA>& out) {
-        out.push_back(point(0, 0, -1));
-    };
-    PointGrabber grabber(host.query());
-    grabber.setResolution(40, 40);
-    grabber.setNumEyes(1);
-    Mat4d<float> left = translated(1, 0, 0);
-    Mat4d<float> right = translated(2, 0, 0);
-    grabber.setCameraToWorldMatrix(left, 0);
-    grabber.setCameraToWorldMatrix(right, 1);
-    grabber.startThread();
-
-    std::vector<PointGrabber::BufferData> batches;
-    ASSERT_TRUE(waitUntil([&] {
-        grabber.tryProcessObjects(
-            [&](std::vector<Point3dRGB>&, const PointGrabber::BufferData& d) { batches.push_back(d); });
-        return batches.size() >= 4;
-    }));
-    grabber.stopThread();
-
-    for (std::size_t i = 0; i < batches.size(); ++i) {
-        EXPECT_EQ(batches[i].firstEye, i % 2 == 0);
-        EXPECT_EQ(batches[i].cameraToWorld, left);
-    }
-    for (const QueryCall& c : host.snapshot()) {
-        EXPECT_EQ(c.position.x, 1.0);
-    }
+    EXPECT_EQ(std::make_pair(points[299].x, points[299].y), std::make_pair(299.0f, 0.0f));
+    EXPECT_EQ(std::make_pair(points[300].x, points[300].y), std::make_pair(0.0f, 1.0f));
 }
 
 TEST(PointGrabber, StopWhileWaitingForRendererPublishesBatchInHandOnce) {
@@ -414,57 +386,53 @@ TEST(PointGrabber, StopWhileWaitingForRendererPublishesBatchInHandOnce) {
 
     // Nobody takes the first batch (calls 0 and 1), so the worker waits with the second (calls 2 and 3).
     ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 4; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
     grabber.stopThread();
     EXPECT_EQ(host.snapshot().size(), 4u);
 
     PointGrabber::BufferData data;
-    EXPECT_TRUE(
-        grabber.tryProcessObjects([&](std::vector<Point3dRGB>& points, const PointGrabber::BufferData& d) {
-            data = d;
-            EXPECT_EQ(points.size(), 7u);
-        }));
-    EXPECT_EQ(data.centreCount, 3);
-    EXPECT_EQ(data.peripheryCount, 4);
-    EXPECT_FALSE(data.firstEye);
+    std::size_t count = 0;
+    EXPECT_TRUE(grabber.tryProcessObjects([&](std::vector<Point3dRGB>& points, const PointGrabber::BufferData& d) {
+        data = d;
+        count = points.size();
+    }));
+    EXPECT_EQ(std::make_tuple(count, data.centreCount, data.peripheryCount, data.firstEye),
+              std::make_tuple(std::size_t{7}, 3, 4, false));
     EXPECT_FALSE(grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {}));
 
     grabber.stopThread(); // a second stop is harmless
     PointGrabber neverStarted(host.query());
     neverStarted.stopThread();
+    PointGrabber paused(host.query());
+    paused.setPausePC2(true);
+    paused.startThread();
+    paused.stopThread();
+    EXPECT_EQ(host.snapshot().size(), 4u) << "a paused grabber asks nothing";
 }
 
-TEST(PointGrabber, PauseIdlesAndKeepsLastBatch) {
-    Host host;
-    PointGrabber* grabberPtr = nullptr;
-    host.answer = [&](const QueryCall&, int index, std::vector<Point3dRGBA>& out) {
-        out.push_back(point(0, 0, -1));
-        if (index == 2) {
-            grabberPtr->setPausePC2(true); // mid-iteration: its periphery pass still runs
-        }
-    };
-    PointGrabber grabber(host.query());
-    grabberPtr = &grabber;
+// A host that always throws is asked again and again, but the log gets its first failure and then one line
+// a second with the count, not a line per attempt.
+TEST(PointGrabber, ThrowingHostIsRetriedAndLoggedOnceASecond) {
+    OrvelTest::LogCapture log;
+    std::atomic<std::int64_t> now{0};
+    std::atomic<int> attempts{0};
+    PointGrabber grabber([&](float, unsigned short, unsigned short, float, float, Vec3d<double>, Vec3d<double>,
+                             Vec3d<double>, std::vector<Point3dRGBA>&) {
+        now += 100000000; // 0.1 s an attempt
+        ++attempts;
+        throw std::runtime_error("scan locked");
+    });
+    grabber.setClock([&] { return now.load(); });
     grabber.setResolution(40, 40);
-    grabber.setPausePC2(true);
-    EXPECT_TRUE(grabber.getPausePC2());
     grabber.startThread();
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_TRUE(host.snapshot().empty());
-
-    grabber.setPausePC2(false);
-    int batches = 0;
-    ASSERT_TRUE(waitUntil([&] {
-        if (grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {})) {
-            ++batches;
-        }
-        return batches == 2;
-    }));
-    EXPECT_TRUE(grabber.getPausePC2());
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(host.snapshot().size(), 4u);
-    EXPECT_FALSE(grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {}));
+    ASSERT_TRUE(waitUntil([&] { return attempts >= 35; }));
     grabber.stopThread();
+
+    const int made = attempts;
+    const auto lines = log.startingWith(L"Exception caught: scan locked");
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines[0], L"Exception caught: scan locked\n");
+    EXPECT_EQ(lines[1], L"Exception caught: scan locked (10 more times)\n");
+    EXPECT_LE(static_cast<int>(lines.size()), 1 + made / 10);
 }
 
 } // namespace

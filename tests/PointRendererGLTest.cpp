@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <tuple>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,14 +28,15 @@ using VR::PointGrabber;
 
 constexpr int SIZE = 64;
 
-using Answer = std::function<void(float fov, const Vec3d<double>& position, std::vector<Point3dRGBA>& out)>;
+using Answer = std::function<void(float fov, const Vec3d<double>& position, const Vec3d<double>& up,
+                                  std::vector<Point3dRGBA>& out)>;
 
 // A grabber with a running worker that is always stopped, also when an assertion ends the test early.
 struct RunningGrabber {
     explicit RunningGrabber(Answer answer)
         : grabber([answer](float fov, unsigned short, unsigned short, float, float, Vec3d<double> position,
-                           Vec3d<double>, Vec3d<double>,
-                           std::vector<Point3dRGBA>& out) { answer(fov, position, out); }) {}
+                           Vec3d<double> up, Vec3d<double>,
+                           std::vector<Point3dRGBA>& out) { answer(fov, position, up, out); }) {}
     ~RunningGrabber() { grabber.stopThread(); }
     PointGrabber grabber;
 };
@@ -74,11 +77,57 @@ Mat4d<float> projection() {
     return Mat4d<float>::perspective(SIZE, SIZE, -0.1f, -100.0f, 1.5707964f, 0.0f, 0.0f);
 }
 
-class PointRendererGLTest : public OrvelTest::GLTest {};
+class PointRendererGLTest : public OrvelTest::GLTest {
+protected:
+    // A square colour + depth-stencil target, bound, cleared to black, depth test on.
+    void useTarget(Brume::Renderer& renderer) {
+        auto color = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_RGBA, GL_NEAREST, GL_NEAREST,
+                                                      GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+        auto depth = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_DEPTH_STENCIL, GL_NEAREST, GL_NEAREST,
+                                                      GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+        renderer.setTarget(std::make_shared<Brume::Target>(color, depth));
+        glViewport(0, 0, SIZE, SIZE);
+        glEnable(GL_DEPTH_TEST);
+        glClearColor(0, 0, 0, 0);
+        renderer.clear();
+    }
+    void TearDown() override {
+        glDisable(GL_DEPTH_TEST);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        OrvelTest::GLTest::TearDown();
+    }
+};
+
+// Rows: the three slots' first-eye flags and counts, the slot being filled, the slots drawn.
+TEST(PointRendererSlots, DrawsTheFirstCompleteSlotOfEachEye) {
+    struct Case {
+        bool firstEye[3];
+        int counts[3];
+        int current;
+        int expectedFirst;
+        int expectedOther;
+    };
+    const Case cases[] = {
+        {{true, false, false}, {5, 5, 0}, 2, 0, 1},   {{true, false, true}, {5, 5, 5}, 0, 2, 1},
+        {{true, true, false}, {5, 5, 5}, 2, 0, -1},   {{false, true, false}, {5, 5, 5}, 1, -1, 0},
+        {{true, false, false}, {5, 0, 0}, 2, 0, -1},  // a slot that never got a batch does not count
+        {{false, false, true}, {0, 5, 5}, 0, 2, 1},   {{true, false, true}, {5, 5, 5}, 1, 0, -1},
+    };
+    for (const Case& c : cases) {
+        PointGrabber::BufferData slots[PointRenderer::BUFFER_COUNT];
+        for (int i = 0; i < PointRenderer::BUFFER_COUNT; ++i) {
+            slots[i].firstEye = c.firstEye[i];
+            slots[i].centreCount = c.counts[i];
+        }
+        const PointRenderer::DrawSlots chosen = PointRenderer::chooseDrawSlots(slots, c.current);
+        EXPECT_EQ(std::make_pair(chosen.firstEye, chosen.otherEye), std::make_pair(c.expectedFirst, c.expectedOther))
+            << "current " << c.current;
+    }
+}
 
 TEST_F(PointRendererGLTest, SpreadsLargeBatchOverThreeFrames) {
     constexpr int BATCH = 1000000;
-    RunningGrabber host([](float fov, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
+    RunningGrabber host([](float fov, const Vec3d<double>&, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
         if (isPeriphery(fov)) {
             return;
         }
@@ -128,7 +177,7 @@ TEST_F(PointRendererGLTest, SpreadsLargeBatchOverThreeFrames) {
 }
 
 TEST_F(PointRendererGLTest, RejectsBatchLargerThanItsBuffers) {
-    RunningGrabber host([](float fov, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
+    RunningGrabber host([](float fov, const Vec3d<double>&, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
         if (!isPeriphery(fov)) {
             out.assign(1000, Point3dRGBA{0, 0, -1, 1, 2, 3, 4});
         }
@@ -155,7 +204,7 @@ TEST_F(PointRendererGLTest, RejectsBatchLargerThanItsBuffers) {
 // Eye 0 sees a red point straight ahead and a blue periphery point far left; eye 1, one metre to the
 // right, sees a green point straight ahead of itself.
 TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil) {
-    RunningGrabber host([](float fov, const Vec3d<double>& position, std::vector<Point3dRGBA>& out) {
+    RunningGrabber host([](float fov, const Vec3d<double>& position, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
         const bool eye0 = position.x == 0.0;
         if (isPeriphery(fov)) {
             if (eye0) {
@@ -243,6 +292,100 @@ TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil
     glDisable(GL_STENCIL_TEST);
     glDisable(GL_DEPTH_TEST);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
+}
+
+// Both eyes' batches of one case see one point straight ahead each; eye 0 may add a big periphery point in
+// the same direction. Eye 1 looks the same way rolled upside down, which keeps the axis where it is.
+TEST_F(PointRendererGLTest, FirstEyeCentreCoversWhatLiesUnderItAndTheOtherEyeIsDepthTested) {
+    struct Case {
+        float peripheryZ; // 0: none
+        float eye0Z;
+        float eye1Z;
+        OrvelTest::Rgba expected;
+    };
+    const Case cases[] = {{0, -5, -3, {0, 255, 0, 255}},
+                          {0, -5, -8, {255, 0, 0, 255}},
+                          {-2, -5, -8, {255, 0, 0, 255}},
+                          {-2, -5, -3, {0, 255, 0, 255}}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "periphery " << c.peripheryZ << " eye 0 " << c.eye0Z << " eye 1 "
+                                        << c.eye1Z);
+        RunningGrabber host([c](float fov, const Vec3d<double>&, const Vec3d<double>& up,
+                                std::vector<Point3dRGBA>& out) {
+            const bool eye0 = up.y > 0.0;
+            if (isPeriphery(fov)) {
+                if (eye0 && c.peripheryZ != 0) {
+                    out.push_back({0, 0, c.peripheryZ, 0, 0, 255, 255});
+                }
+            } else if (eye0) {
+                out.push_back({0, 0, c.eye0Z, 255, 0, 0, 255});
+            } else {
+                out.push_back({0, 0, c.eye1Z, 0, 255, 0, 255});
+            }
+        });
+        host.grabber.setResolution(10, 10);
+        Mat4d<float> rolled = Mat4d<float>::rotation({0, 0, 1}, 3.14159265f);
+        host.grabber.setCameraToWorldMatrix(rolled, 1);
+        PointRenderer points(host.grabber, 2.0f, 0, 0);
+        host.grabber.startThread();
+        ASSERT_TRUE(runFramesUntil([&] { points.uploadNewBuffer(); }, [&] {
+            const PointRenderer::DrawSlots chosen = PointRenderer::chooseDrawSlots(
+                {points.getSlot(0), points.getSlot(1), points.getSlot(2)}, points.getCurrentSlot());
+            return chosen.firstEye >= 0 && chosen.otherEye >= 0;
+        }));
+        Brume::Renderer renderer;
+        useTarget(renderer);
+        points.drawPoints(renderer, projection());
+        const OrvelTest::Rgba got = OrvelTest::readPixel(32, 32);
+        EXPECT_EQ(std::make_tuple(got.r, got.g, got.b), std::make_tuple(c.expected.r, c.expected.g, c.expected.b));
+    }
+}
+
+// Batches taken at half resolution (slow answers while the head moves) are drawn with twice the point size.
+TEST_F(PointRendererGLTest, ReducedBatchesAreDrawnTwiceAsLarge) {
+    std::atomic<std::int64_t> now{0};
+    PointGrabber* grabber = nullptr;
+    std::atomic<int> queries{0};
+    std::atomic<bool> slowAndMoving{false};
+    RunningGrabber host([&](float fov, const Vec3d<double>&, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
+        if (isPeriphery(fov)) {
+            return;
+        }
+        out.push_back({0, 0, -5, 255, 0, 0, 255});
+        if (slowAndMoving) {
+            // A step along the view axis leaves the point where it projects.
+            now += 300000000;
+            Mat4d<float> step = Mat4d<float>::translationMatrix({0, 0, (++queries % 2) * 1.0f});
+            grabber->setCameraToWorldMatrix(step, 0);
+        }
+    });
+    grabber = &host.grabber;
+    host.grabber.setClock([&] { return now.load(); });
+    host.grabber.setResolution(10, 10);
+    host.grabber.setNumEyes(1);
+    PointRenderer points(host.grabber, 4.0f, 0, 0);
+    host.grabber.startThread();
+
+    auto drawnWidth = [&](bool reduced) {
+        EXPECT_TRUE(runFramesUntil([&] { points.uploadNewBuffer(); }, [&] {
+            const PointRenderer::DrawSlots chosen = PointRenderer::chooseDrawSlots(
+                {points.getSlot(0), points.getSlot(1), points.getSlot(2)}, points.getCurrentSlot());
+            return chosen.firstEye >= 0 && chosen.otherEye >= 0 &&
+                   points.getSlot(chosen.firstEye).reduced == reduced &&
+                   points.getSlot(chosen.otherEye).reduced == reduced;
+        }));
+        Brume::Renderer renderer;
+        useTarget(renderer);
+        points.drawPoints(renderer, projection());
+        int width = 0;
+        for (int x = 0; x < SIZE; ++x) {
+            width += OrvelTest::readPixel(x, 32).r == 255 ? 1 : 0;
+        }
+        return width;
+    };
+    EXPECT_EQ(drawnWidth(false), 4);
+    slowAndMoving = true;
+    EXPECT_EQ(drawnWidth(true), 8);
 }
 
 } // namespace

@@ -10,9 +10,9 @@
 
 namespace {
 
-// Strict UTF-8 to UTF-32, rejecting what the standard UTF-8 code conversion facet rejects (stray or missing
-// continuation bytes, overlong forms, surrogates, values beyond U+10FFFF) with the same exception, so a
-// label never shows half of a malformed string.
+// Strict UTF-8 to UTF-32: malformed input (stray or missing continuation bytes, overlong forms,
+// surrogates, values beyond U+10FFFF) throws std::range_error, so a label never shows half of a malformed
+// string. The standard converters are deprecated and disagree between libraries on what they accept.
 std::u32string decodeUtf8(const std::string& text) {
     const auto fail = [] { throw std::range_error("bad conversion"); };
     std::u32string out;

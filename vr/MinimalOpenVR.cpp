@@ -56,12 +56,17 @@ constexpr int INIT_ATTEMPTS = 10;
 MinimalOpenVR::MinimalOpenVR() = default;
 
 MinimalOpenVR::~MinimalOpenVR() {
-    // Models first, while the runtime library (and the session, if the owner never shut it down) is
-    // still there; the library member then ends the session before it closes the library.
+    // Normally shutdown released the models already. An owner that never shut down must destroy this with
+    // the models' GL context current; the library member then ends the session before closing the library.
+    releaseModels();
+}
+
+void MinimalOpenVR::releaseModels() {
     for (VR::VrModelRenderer*& model : deviceModels) {
         model = nullptr;
     }
     renderModelCache.clear();
+    failedModels.clear();
 }
 
 bool MinimalOpenVR::isVive() {
@@ -96,6 +101,9 @@ void MinimalOpenVR::postPresentHandoff() {
 
 void MinimalOpenVR::shutdown() {
     if (system != nullptr) {
+        // The models are GL objects of the run's context, which is current now and gone soon after: they
+        // go with the session, never later under whatever context is current then.
+        releaseModels();
         library.shutdown();
     }
 }
@@ -280,6 +288,13 @@ VR::VrModelRenderer* MinimalOpenVR::loadRenderModel(const char* name) {
             return cached.get();
         }
     }
+    // A model that failed once fails again (missing files, a broken shader, a model the runtime does not
+    // have); asking at every frame would repeat the work and the log line.
+    for (const std::string& failed : failedModels) {
+        if (failed == name) {
+            return nullptr;
+        }
+    }
     vr::IVRRenderModels* renderModels = system != nullptr ? library.renderModels() : nullptr;
     if (renderModels == nullptr) {
         return nullptr;
@@ -291,6 +306,7 @@ VR::VrModelRenderer* MinimalOpenVR::loadRenderModel(const char* name) {
     if (result != vr::VRRenderModelError_None) {
         VR::logLine(L"Unable to load render model %s %s\n", wide(name).c_str(),
                     wide(renderModels->GetRenderModelErrorNameFromEnum(result)).c_str());
+        failedModels.emplace_back(name);
         return nullptr;
     }
 
@@ -301,6 +317,7 @@ VR::VrModelRenderer* MinimalOpenVR::loadRenderModel(const char* name) {
         renderModels->FreeRenderModel(model);
         VR::logLine(L"Unable to load render model %s %s\n", wide(name).c_str(),
                     wide(renderModels->GetRenderModelErrorNameFromEnum(result)).c_str());
+        failedModels.emplace_back(name);
         return nullptr;
     }
 
@@ -311,6 +328,7 @@ VR::VrModelRenderer* MinimalOpenVR::loadRenderModel(const char* name) {
     } catch (const std::exception& e) {
         // A model that cannot be drawn (shader files missing, GL refusing) leaves the hand without one.
         VR::logLine(L"Exception caught: %s\n", wide(e.what()).c_str());
+        failedModels.emplace_back(name);
     }
     renderModels->FreeRenderModel(model);
     renderModels->FreeTexture(texture);

@@ -11,8 +11,8 @@
 // The one implementation of IOpenVR: starts and stops the OpenVR runtime through the OpenVR API library
 // loaded at run time, keeps the poses of the current frame, knows which device is which hand, and
 // caches controller render models. Failures come back as results and log lines, never as exceptions.
-// Made through std::make_shared and shared by the manager and the renderer; render thread only (models
-// are GL objects, so the GL context must be current when one is loaded or the object is destroyed).
+// Made through std::make_shared and shared by the manager and the renderer; render thread only. Models
+// are GL objects of the run's context: shutdown releases them while it is current.
 class MinimalOpenVR final : public IOpenVR {
 public:
     MinimalOpenVR();
@@ -53,6 +53,7 @@ public:
 
 private:
     bool isController(unsigned deviceIndex);
+    void releaseModels();
 
     std::vector<std::unique_ptr<VR::VrModelRenderer>> renderModelCache;
     vr::IVRSystem* system = nullptr;
@@ -61,5 +62,7 @@ private:
     unsigned leftControllerIndex = NO_DEVICE;
     unsigned rightControllerIndex = NO_DEVICE;
     std::string modelNumber;
+    // Render-model names that failed to load or build during this session.
+    std::vector<std::string> failedModels;
     VR::OpenVRLibrary library;
 };

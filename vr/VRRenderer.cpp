@@ -1,6 +1,7 @@
 #include "vr/VRRenderer.h"
 
 #include "vr/IOpenVR.h"
+#include "vr/SharedMaterials.h"
 
 #include <GLFW/glfw3.h>
 
@@ -34,7 +35,7 @@ constexpr float HALF_PI = 1.5707964f;
 // OpenVR composes its projections for a [0, 1] depth range, and the clip distances the loop hands it are
 // negative; GL clips depth to [-w, w]. The x and y rows are kept as the headset gives them (they carry
 // the lens's asymmetric field of view) and the depth row is written for GL from the same clip distances.
-Ko_1_1::Mat4d<float> glDepthRange(Ko_1_1::Mat4d<float> projection) {
+Ko_1_1::Mat4d<float> withGLDepthRow(Ko_1_1::Mat4d<float> projection) {
     const float n = -NEAR_Z;
     const float f = -FAR_Z;
     projection.at(2, 0) = 0.0f;
@@ -106,6 +107,10 @@ void VRRenderer::setKeyQuery(KeyQuery query) {
 }
 
 VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool option, bool secondOption_) {
+    if (state != RunState::Constructed) {
+        logLine(L"init refused: the viewer was already started\n");
+        return VRGlobals::InitializationError;
+    }
     try {
         firstOption = option;
         secondOption = secondOption_;
@@ -123,9 +128,7 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         renderWidth = static_cast<unsigned>(static_cast<float>(renderWidth) * sizeScale);
         renderHeight = static_cast<unsigned>(static_cast<float>(renderHeight) * sizeScale);
         renderScale = supersample * sizeScale;
-        targetWidth = static_cast<unsigned>(static_cast<float>(renderWidth) * renderScale);
-        targetHeight = static_cast<unsigned>(static_cast<float>(renderHeight) * renderScale);
-        if (renderWidth == 0 || renderHeight == 0 || targetWidth == 0 || targetHeight == 0) {
+        if (renderWidth == 0 || renderHeight == 0) {
             throw std::runtime_error("The headset reported an empty render target size.");
         }
 
@@ -151,7 +154,7 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
                 view->queryPoints(fov, width, height, nearZ, farZ, position, up, back, points);
             });
         pointGrabber->setResolution(pointResolution, pointResolution);
-        pointGrabber->setNumEyes(2);
+        pointGrabber->setNumEyes(eyeCount);
         pointGrabber->startThread();
 
         createSceneObjects();
@@ -159,6 +162,7 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         glClearColor(0.5f, 0.5f, 0.5f, 0.0f);
         glViewport(0, 0, static_cast<GLsizei>(static_cast<float>(renderWidth) * renderScale),
                    static_cast<GLsizei>(static_cast<float>(renderHeight) * renderScale));
+        state = RunState::Ready;
         return VRGlobals::NoError;
     } catch (const std::exception& e) {
         logException(e);
@@ -188,6 +192,7 @@ bool VRRenderer::createWindow() {
         return false;
     }
     glfwMakeContextCurrent(window);
+    renderThread = std::this_thread::get_id();
     if (Brume::initGLFunctions() == 0) {
         throw std::runtime_error("OpenGL entry points could not be loaded.");
     }
@@ -200,12 +205,13 @@ bool VRRenderer::createWindow() {
 void VRRenderer::createSceneObjects() {
     const auto& settings = LibrarySettings::instance();
 
-    eyeTargets[0] = makeTarget(targetWidth, targetHeight, GL_DEPTH_STENCIL);
-    eyeTargets[1] = makeTarget(targetWidth, targetHeight, GL_DEPTH_STENCIL);
+    // The recommended size already holds the user's supersampling setting; the targets take it as it is.
+    eyeTargets[0] = makeTarget(renderWidth, renderHeight, GL_DEPTH_STENCIL);
+    eyeTargets[1] = makeTarget(renderWidth, renderHeight, GL_DEPTH_STENCIL);
 
     updateVRMatrices(nullptr);
 
-    blurTarget = makeTarget(targetWidth, targetHeight, GL_DEPTH_COMPONENT);
+    blurTarget = makeTarget(renderWidth, renderHeight, GL_DEPTH_COMPONENT);
     blurMaterial = std::make_shared<Brume::Material>();
     blurMaterial->loadShaders(settings.shaderPath("Identity.vrt"), "", settings.shaderPath("Blur.frg"));
     auto quadBuffer = std::make_shared<Brume::Buffer>(
@@ -229,10 +235,9 @@ void VRRenderer::createSceneObjects() {
 }
 
 void VRRenderer::closeVR() {
-    // After the loop's teardown the window is gone; closing again is harmless.
-    if (window != nullptr) {
-        glfwSetWindowShouldClose(window, GLFW_TRUE);
-    }
+    // The window may be torn down on the render thread at this very moment, so another thread never
+    // touches it: the loop reads this flag beside the window's own close flag.
+    closeRequested = true;
 }
 
 void VRRenderer::updateCameraTransform() {
@@ -256,10 +261,15 @@ void VRRenderer::updateVRMatrices(float* headAngularVelocity) {
 }
 
 VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
+    RunState expected = RunState::Ready;
+    if (!state.compare_exchange_strong(expected, RunState::Running)) {
+        logLine(L"runRenderLoop refused: the viewer is not set up, or its run has ended\n");
+        return VRGlobals::InitializationError;
+    }
     VRGlobals::ErrorCodes result = VRGlobals::NoError;
     try {
         Platform::setCurrentThreadPriorityHighest();
-        while (window != nullptr && !glfwWindowShouldClose(window)) {
+        while (!closeRequested && !glfwWindowShouldClose(window)) {
             const std::int64_t start = Platform::monotonicNanoseconds();
 
             float headAngularVelocity[3] = {0.0f, 0.0f, 0.0f};
@@ -277,9 +287,10 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
             updateFromAnimations();
 
             glClearColor(0.5f, 0.5f, 0.5f, 0.0f);
-            glViewport(0, 0, static_cast<GLsizei>(targetWidth), static_cast<GLsizei>(targetHeight));
+            glViewport(0, 0, static_cast<GLsizei>(renderWidth), static_cast<GLsizei>(renderHeight));
 
             pointGrabber->setResolution(pointResolution, pointResolution);
+            pointGrabber->setNumEyes(eyeCount);
             pointGrabber->setPointSize(view->getPointSize());
             pointSizeFactor = pointSize;
             pointRenderer->setPointSize(static_cast<float>(view->getPointSize()) * pointSizeFactor);
@@ -290,7 +301,7 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
             for (int eye = 0; eye < eyeCount; ++eye) {
                 const auto& eyeToHead = eye == 0 ? leftEyeToHead : rightEyeToHead;
                 const auto projection = !vrEnabled ? leftProjection
-                                                   : glDepthRange(eye == 0 ? leftProjection : rightProjection);
+                                                   : withGLDepthRow(eye == 0 ? leftProjection : rightProjection);
                 const auto eyeToWorld = cameraTransform * headPose * eyeToHead;
                 const auto viewProjection = projection * eyeToWorld.affineInverse();
                 auto streamed = cameraTransform * headAhead * eyeToHead;
@@ -317,6 +328,7 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
         result = VRGlobals::InitializationError;
     }
     teardown();
+    state = RunState::Closed;
     return result;
 }
 
@@ -336,6 +348,7 @@ void VRRenderer::shutdownGL() {
     eyeTargets[0].reset();
     eyeTargets[1].reset();
     renderer.setTarget(nullptr);
+    SharedMaterials::releaseAll();
 }
 
 void VRRenderer::releaseResources() {
@@ -403,7 +416,7 @@ void VRRenderer::duplicateFramebufferToWindow() {
     }
     glBindFramebuffer(GL_READ_FRAMEBUFFER, eyeTargets[0]->getFramebuffer());
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-    glBlitFramebuffer(0, 0, static_cast<GLint>(targetWidth), static_cast<GLint>(targetHeight), 0, 0, width, height,
+    glBlitFramebuffer(0, 0, static_cast<GLint>(renderWidth), static_cast<GLint>(renderHeight), 0, 0, width, height,
                       GL_COLOR_BUFFER_BIT, GL_LINEAR);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
@@ -423,6 +436,10 @@ void VRRenderer::blur(int eye) {
         !blurMaterial) {
         return;
     }
+    // The filter replaces pixels, alpha included: blending (on for the scene) would mix the averages with
+    // what the targets held, and over the background, whose alpha is 0, leave them unchanged.
+    const GLboolean blending = glIsEnabled(GL_BLEND);
+    glDisable(GL_BLEND);
     renderer.setTarget(blurTarget);
     blurMaterial->set("image", eyeTarget->getColorBuffer());
     blurMaterial->set("horizontal", true);
@@ -435,6 +452,9 @@ void VRRenderer::blur(int eye) {
     blurMaterial->set("horizontal", false);
     renderer.draw(blurMaterial, fullScreenQuad, 0, 0);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    if (blending == GL_TRUE) {
+        glEnable(GL_BLEND);
+    }
 }
 
 void VRRenderer::readDepthStencil(std::vector<unsigned int>& values) const {

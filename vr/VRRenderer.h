@@ -1,9 +1,11 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "platform/Export.h"
@@ -54,7 +56,8 @@ public:
 
     VRGlobals::ErrorCodes init(float sizeScale, float secondScale, bool option, bool secondOption);
     VRGlobals::ErrorCodes runRenderLoop();
-    // Only raises the desktop window's close flag; the frame loop ends at the top of its next frame.
+    // Only raises the close flag; the frame loop ends at the top of its next frame. Safe from any thread at
+    // any moment, also before init and after the run has ended.
     void closeVR();
 
     // Replaces the key query used by the keyboard commands (automation, remote input).
@@ -89,11 +92,20 @@ protected:
     void releaseResources();
     void teardown();
 
+    // Constructed until init succeeds, Ready until the loop starts, Closed once it has ended: init and
+    // runRenderLoop out of turn answer InitializationError instead of starting threads twice or telling the
+    // host of a second close.
+    enum class RunState { Constructed, Ready, Running, Closed };
+
     bool vrEnabled = true;
     int eyeCount = 2;
     std::shared_ptr<IOpenVR> openVr;
     GLFWwindow* window = nullptr;
     IVRView* view;
+    std::atomic<RunState> state{RunState::Constructed};
+    // Raised by closeVR from any thread; only the render thread touches the window.
+    std::atomic<bool> closeRequested{false};
+    std::thread::id renderThread;
 
     float inputTuning = 0.05f;
     std::unique_ptr<PointGrabber> pointGrabber;
@@ -102,9 +114,6 @@ protected:
     unsigned renderWidth = defaultFramebufferWidth;
     unsigned renderHeight = defaultFramebufferHeight;
     float renderScale = 1.0f;
-    // Size of the eye targets: the per-eye size times the supersampling factor.
-    unsigned targetWidth = defaultFramebufferWidth;
-    unsigned targetHeight = defaultFramebufferHeight;
     bool firstOption = false;
     bool secondOption = false;
     int windowHeight = static_cast<int>(defaultWindowHeight);

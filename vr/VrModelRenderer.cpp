@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "vr/LibrarySettings.h"
+#include "vr/SharedMaterials.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/Geometry.h"
@@ -15,17 +16,6 @@
 #include "engine/Texture.h"
 
 namespace VR {
-
-namespace {
-
-// One program serves every controller model. It is never destroyed: deleting it at process exit would
-// be a GL call without a current context.
-std::shared_ptr<Brume::Material>& controllerMaterial() {
-    static auto* material = new std::shared_ptr<Brume::Material>();
-    return *material;
-}
-
-} // namespace
 
 VrModelRenderer::VrModelRenderer(const std::string& name, const vr::RenderModel_t& model,
                                  const vr::RenderModel_TextureMap_t& textureMap)
@@ -53,14 +43,12 @@ VrModelRenderer::VrModelRenderer(const std::string& name, const vr::RenderModel_
                                                GL_LINEAR_MIPMAP_LINEAR, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
     texture->setData(textureMap.rubTextureMapData, 4);
 
-    std::shared_ptr<Brume::Material>& shared = controllerMaterial();
-    if (!shared) {
+    material = SharedMaterials::get("Controller", [] {
         auto made = std::make_shared<Brume::Material>();
         const LibrarySettings& settings = LibrarySettings::instance();
         made->loadShaders(settings.shaderPath("Controller.vrt"), "", settings.shaderPath("Controller.frg"));
-        shared = std::move(made);
-    }
-    material = shared;
+        return made;
+    });
 }
 
 VrModelRenderer::VrModelRenderer(const VrModelRenderer& other) = default;

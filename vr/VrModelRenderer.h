@@ -44,7 +44,7 @@ public:
 private:
     std::shared_ptr<Brume::Geometry> geometry;
     std::shared_ptr<Brume::Texture> texture;
-    // One program for every controller model, made by the first model and kept for the process.
+    // One program for every controller model of a VR run, made by the first model.
     std::shared_ptr<Brume::Material> material;
     std::string name;
 };

@@ -13,7 +13,6 @@ typedef uint32_t TrackedDeviceIndex_t;
 typedef int32_t TextureID_t;
 typedef uint32_t glUInt_t;
 typedef void* glSharedTextureHandle_t;
-typedef uint64_t VRActionHandle_t;
 
 static const uint32_t k_unMaxTrackedDeviceCount = 16;
 static const TrackedDeviceIndex_t k_unTrackedDeviceIndex_Hmd = 0;

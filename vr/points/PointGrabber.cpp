@@ -1,5 +1,6 @@
 #include "vr/points/PointGrabber.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <utility>
@@ -21,7 +22,52 @@ Ko_1_1::Vec3d<double> widen(const Ko_1_1::Mat4d<float>& m, int firstElement) {
 
 } // namespace
 
-PointGrabber::PointGrabber(PointQuery query) : query(std::move(query)) {}
+int PointGrabber::nextQualityLevel(int level, bool firstEye, bool moving, double seconds) {
+    const double limit = moving ? 0.1 : 0.2;
+    if (firstEye || moving) {
+        if (seconds > limit) {
+            level = std::max(1, level - 1);
+        } else if (firstEye && seconds < limit / 3.0) {
+            level = std::min(3, level + 1);
+        }
+    }
+    if (!moving && level == 1) {
+        level = 2;
+    }
+    return level;
+}
+
+PointGrabber::QuerySize PointGrabber::querySize(int level, int fullWidth, int fullHeight, int divisor,
+                                                float fov) {
+    QuerySize size{fullWidth, fullHeight, fov};
+    if (level == 1) {
+        size.width /= 2;
+        size.height /= 2;
+    }
+    size.width /= divisor;
+    size.height /= divisor;
+    if (level == 3) {
+        size.fov = WIDE_FOV;
+        size.width *= 2;
+        size.height *= 2;
+    }
+    return size;
+}
+
+bool PointGrabber::isMoving(const Ko_1_1::Mat4d<float>& previousEye, const Ko_1_1::Mat4d<float>& eye,
+                            double threshold) {
+    const Ko_1_1::Vec3d<float> delta =
+        (eye.translation() + eye.column(2)) - (previousEye.translation() + previousEye.column(2));
+    return static_cast<double>(delta.dot(delta)) > threshold * threshold;
+}
+
+PointGrabber::PointGrabber(PointQuery query) : query(std::move(query)), clock(Platform::monotonicNanoseconds) {}
+
+void PointGrabber::setClock(Clock c) {
+    if (c) {
+        clock = std::move(c);
+    }
+}
 
 void PointGrabber::startThread() {
     worker = std::thread(&PointGrabber::run, this);
@@ -53,7 +99,8 @@ void PointGrabber::setResolution(unsigned short w, unsigned short h) {
 }
 
 void PointGrabber::setPointSize(int divisor) {
-    pointSizeDivisor = divisor;
+    // The divisor comes from the host; a size of 0 or less would divide by zero or turn the query around.
+    pointSizeDivisor = std::max(1, divisor);
 }
 
 void PointGrabber::setPausePC2(bool p) {
@@ -104,9 +151,9 @@ void PointGrabber::run() {
     int level = 1;
     bool eyeToggle = true;
     // An hour in the past, so that the first iteration counts as slow.
-    std::int64_t previousTime = Platform::monotonicNanoseconds() - 3600 * NANOSECONDS_PER_SECOND;
-    Ko_1_1::Vec3d<float> previousReference;
-    bool havePreviousReference = false;
+    std::int64_t previousTime = clock() - 3600 * NANOSECONDS_PER_SECOND;
+    Ko_1_1::Mat4d<float> previousEye0;
+    bool havePreviousEye = false;
 
     if (stop) {
         return;
@@ -124,55 +171,21 @@ void PointGrabber::run() {
             eye0 = eyeMatrices[0];
             eye1 = numEyes >= 2 ? eyeMatrices[1] : eyeMatrices[0];
         }
+        const bool moving = havePreviousEye && isMoving(previousEye0, eye0, movementThreshold);
+        previousEye0 = eye0;
+        havePreviousEye = true;
 
-        // A point one unit behind the camera moves with both translation and head rotation.
-        const Ko_1_1::Vec3d<float> reference = eye0.translation() + eye0.column(2);
-        if (!havePreviousReference) {
-            previousReference = reference;
-            havePreviousReference = true;
-        }
-        const Ko_1_1::Vec3d<float> delta = reference - previousReference;
-        const bool moving = static_cast<double>(delta.dot(delta)) > movementThreshold * movementThreshold;
-        previousReference = reference;
-
-        const std::int64_t now = Platform::monotonicNanoseconds();
-        const double dt =
-            static_cast<double>(now - previousTime) / static_cast<double>(NANOSECONDS_PER_SECOND);
+        const std::int64_t now = clock();
+        const double dt = static_cast<double>(now - previousTime) / static_cast<double>(NANOSECONDS_PER_SECOND);
         previousTime = now;
-        const double limit = moving ? 0.1 : 0.2;
-
-        if (eyeToggle || moving) {
-            if (dt > limit) {
-                if (level > 1) {
-                    --level;
-                }
-            } else if (eyeToggle && dt < limit / 3.0) {
-                if (level < 3) {
-                    ++level;
-                }
-            }
-        }
-        if (!moving && level == 1) {
-            level = 2;
-        }
+        level = nextQualityLevel(level, eyeToggle, moving, dt);
 
         const int fullWidth = width;
         const int fullHeight = height;
-        int queryWidth = fullWidth;
-        int queryHeight = fullHeight;
-        if (level == 1) {
-            queryWidth /= 2;
-            queryHeight /= 2;
-        }
-        const int divisor = pointSizeDivisor;
-        queryWidth /= divisor;
-        queryHeight /= divisor;
-        float queryFov = fov;
-        if (level == 3) {
-            queryFov = WIDE_FOV;
-            queryWidth *= 2;
-            queryHeight *= 2;
-        }
+        const QuerySize size = querySize(level, fullWidth, fullHeight, pointSizeDivisor, fov);
+        const int queryWidth = size.width;
+        const int queryHeight = size.height;
+        const float queryFov = size.fov;
 
         Ko_1_1::Mat4d<float> camera = eyeToggle ? eye0 : eye1;
 
@@ -188,7 +201,7 @@ void PointGrabber::run() {
             }
         } catch (const std::exception& e) {
             // A failing host must not take the viewer down; the next iteration asks again.
-            logLine(L"Exception caught: %hs\n", e.what());
+            reportQueryFailure(e.what(), clock());
             std::this_thread::sleep_for(WAIT_STEP);
             continue;
         }
@@ -222,6 +235,21 @@ void PointGrabber::run() {
 
     local.clear();
     local.shrink_to_fit();
+}
+
+void PointGrabber::reportQueryFailure(const char* what, std::int64_t now) {
+    if (unreportedFailures < 0) {
+        logLine(L"Exception caught: %hs\n", what);
+        unreportedFailures = 0;
+        lastFailureReport = now;
+        return;
+    }
+    ++unreportedFailures;
+    if (now - lastFailureReport >= NANOSECONDS_PER_SECOND) {
+        logLine(L"Exception caught: %hs (%d more times)\n", what, unreportedFailures);
+        unreportedFailures = 0;
+        lastFailureReport = now;
+    }
 }
 
 } // namespace VR

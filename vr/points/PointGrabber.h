@@ -43,6 +43,15 @@ public:
         std::function<void(float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double>,
                            Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>, std::vector<Point3dRGBA>&)>;
     using Consumer = std::function<void(std::vector<Point3dRGB>&, const BufferData&)>;
+    // Monotonic time in nanoseconds; only differences count.
+    using Clock = std::function<std::int64_t()>;
+
+    // What one iteration asks the host for.
+    struct QuerySize {
+        int width;
+        int height;
+        float fov;
+    };
 
     static constexpr float NEAR_DISTANCE = 0.02f;
     static constexpr float FAR_DISTANCE = 1000.0f;
@@ -50,6 +59,18 @@ public:
     static constexpr float WIDE_FOV = 2.0f;
     // Tangent of the half-angle of the cone the centre pass covers; the periphery pass skips it.
     static constexpr double CENTRE_CONE_SLOPE = 0.68;
+
+    // The quality level (1 to 3) after an iteration that took `seconds` since the previous one. Only
+    // iterations of the first eye raise it; either eye lowers it while the head moves; a head at rest never
+    // stays at level 1.
+    static int nextQualityLevel(int level, bool firstEye, bool moving, double seconds);
+    // Level 1 halves the resolution, level 3 doubles it with the wide field of view (else `fov`); the point
+    // size divides it at every level.
+    static QuerySize querySize(int level, int width, int height, int pointSizeDivisor, float fov);
+    // Whether the head moved between two iterations: the point one unit behind eye 0's camera moved
+    // further than the threshold, so turning the head counts as much as walking.
+    static bool isMoving(const Ko_1_1::Mat4d<float>& previousEye, const Ko_1_1::Mat4d<float>& eye,
+                         double threshold);
 
     explicit PointGrabber(PointQuery query);
     ~PointGrabber() = default;
@@ -65,8 +86,10 @@ public:
     void setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long long eye);
     void setNumEyes(int numEyes);
     void setResolution(unsigned short width, unsigned short height);
-    // Divides the query resolution; 1 or more.
+    // Divides the query resolution; anything below 1 counts as 1.
     void setPointSize(int divisor);
+    // Replaces the clock the worker measures its iterations with; call before startThread.
+    void setClock(Clock clock);
     void setPausePC2(bool pause);
 
     float getHorizontalFov() const { return fov; }
@@ -86,6 +109,8 @@ public:
 
 private:
     void run();
+    // A host query that keeps failing is logged on its first failure and then at most once a second.
+    void reportQueryFailure(const char* what, std::int64_t now);
 
     std::atomic<int> numEyes{2};
     std::atomic<bool> pause{false};
@@ -102,6 +127,9 @@ private:
     std::atomic<bool> stop{false};
     std::atomic<int> pointSizeDivisor{1};
     std::thread worker;
+    Clock clock;
+    std::int64_t lastFailureReport = 0;
+    int unreportedFailures = -1;
 };
 
 } // namespace VR

@@ -28,15 +28,14 @@ std::shared_ptr<Brume::Material> loadProgram(const char* vertexFile, const char*
 PointRenderer::PointRenderer(VR::PointGrabber& grabber, float size, int, int) : grabber(grabber) {
     pointSize = size;
 
-    // Allocated once at the largest batch the grabber can publish; uploads only overwrite. The zeroed
-    // vector is just the allocation's size, shared by the three buffers.
-    const std::vector<VR::Point3dRGB> room(grabber.getMaxPointsFromPC2());
+    // Allocated once at the largest batch the grabber can publish, without data (a zero fill would cost
+    // hundreds of megabytes of copying at start); uploads only overwrite what is drawn.
     for (int i = 0; i < BUFFER_COUNT; ++i) {
         buffers[i] = std::make_shared<Brume::Buffer>(
             GL_DYNAMIC_DRAW, sizeof(VR::Point3dRGB),
             std::vector<Brume::Buffer::Attribute>{{"Position", GL_FLOAT, 3, 0},
                                                   {"VertexColor", GL_UNSIGNED_BYTE, 4, 12}});
-        buffers[i]->setData(room);
+        buffers[i]->allocate(grabber.getMaxPointsFromPC2());
         pointGeometries[i] = std::make_shared<Brume::Geometry>(GL_POINTS);
         pointGeometries[i]->addBuffer(buffers[i]);
     }
@@ -95,26 +94,30 @@ void PointRenderer::uploadNewBuffer() {
     }
 }
 
-void PointRenderer::drawPoints(Brume::Renderer& renderer, const Ko_1_1::Mat4d<float>& viewProjection) {
+PointRenderer::DrawSlots PointRenderer::chooseDrawSlots(const VR::PointGrabber::BufferData (&slots)[BUFFER_COUNT],
+                                                      int currentSlot) {
     // Slots that never received a batch do not count, so nothing shows until both eyes have one.
-    int firstEyeSlot = -1;
-    int otherEyeSlot = -1;
+    DrawSlots chosen;
     for (int i = 0; i < BUFFER_COUNT; ++i) {
         const VR::PointGrabber::BufferData& d = slots[i];
         if (i == currentSlot || d.centreCount + d.peripheryCount <= 0) {
             continue;
         }
-        if (d.firstEye) {
-            if (firstEyeSlot < 0) {
-                firstEyeSlot = i;
-            }
-        } else if (otherEyeSlot < 0) {
-            otherEyeSlot = i;
+        int& pick = d.firstEye ? chosen.firstEye : chosen.otherEye;
+        if (pick < 0) {
+            pick = i;
         }
     }
-    if (firstEyeSlot < 0 || otherEyeSlot < 0) {
+    return chosen;
+}
+
+void PointRenderer::drawPoints(Brume::Renderer& renderer, const Ko_1_1::Mat4d<float>& viewProjection) {
+    const DrawSlots chosen = chooseDrawSlots(slots, currentSlot);
+    if (chosen.firstEye < 0 || chosen.otherEye < 0) {
         return;
     }
+    const int firstEyeSlot = chosen.firstEye;
+    const int otherEyeSlot = chosen.otherEye;
 
     if (slots[firstEyeSlot].peripheryCount > 0) {
         drawBuffers(renderer, firstEyeSlot, viewProjection, true);

@@ -30,6 +30,14 @@ public:
     // Points written to the GPU per frame, so that a large batch never stalls one frame.
     static constexpr std::int32_t UPLOAD_LIMIT = 400000;
 
+    // The slots drawPoints draws: the first complete slot of each eye apart from the one being filled;
+    // -1 where an eye has none.
+    struct DrawSlots {
+        int firstEye = -1;
+        int otherEye = -1;
+    };
+    static DrawSlots chooseDrawSlots(const VR::PointGrabber::BufferData (&slots)[BUFFER_COUNT], int currentSlot);
+
     // Sizes its buffers for the grabber's current resolution, so set that first. The two integers are
     // reserved and not used.
     PointRenderer(VR::PointGrabber& grabber, float pointSize, int, int);
