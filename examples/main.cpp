@@ -1,23 +1,24 @@
 // The demo host program: loads a scan (or generates a sample room), answers the viewer's point queries from
-// it, and runs a VR session on the simulated runtime with a slow scripted look-around, mirrored in a desktop
-// window. It is written as a host developer would integrate the library: one IVRView, one VRManager.
+// it, and runs a VR session mirrored in a desktop window: on the installed OpenVR runtime, or on the
+// simulated one with a slow scripted look-around. It is written as a host developer would integrate the
+// library: one IVRView, one VRManager, no runtime linked.
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "examples/DemoView.h"
 #include "examples/LasReader.h"
 #include "examples/PlyReader.h"
-#include "examples/ReadError.h"
-#include "examples/SceneGenerator.h"
 #include "examples/PngWriter.h"
+#include "examples/ReadError.h"
+#include "examples/RuntimeLibrary.h"
+#include "examples/SceneGenerator.h"
+#include "examples/SimulatedRuntime.h"
 #include "examples/VisibilityQuery.h"
-#include "simvr/SimVR.h"
 #include "vr/VRManager.h"
 
 namespace {
@@ -56,21 +57,82 @@ Demo::PointCloud load(const std::string& path) {
     return cloud;
 }
 
-// The headset stands at eye height in the tracking space's origin (y up) and turns its head slowly left and
-// right, as someone looking around a room would.
-void lookAround(std::uint64_t, double seconds, void*) {
-    const float yaw = static_cast<float>(0.6 * std::sin(seconds * 0.4));
-    const float c = std::cos(yaw);
-    const float s = std::sin(yaw);
-    const float pose[12] = {c, 0.0f, s, 0.0f, 0.0f, 1.0f, 0.0f, 1.7f, -s, 0.0f, c, 0.0f};
-    simvr_setDevicePose(0, pose);
-    const float angular[3] = {0.0f, static_cast<float>(0.24 * std::cos(seconds * 0.4)), 0.0f};
-    const float still[3] = {0.0f, 0.0f, 0.0f};
-    simvr_setDeviceVelocity(0, still, angular);
+enum class RuntimeChoice { OpenVR, Simulated, Auto };
+
+using IsRuntimeInstalledFunction = bool (*)();
+
+// The installed runtime, looked for where the viewer looks: beside the program, then the loader's search.
+bool openInstalled(Demo::RuntimeLibrary& library, std::string& why) {
+    const std::string besideProgram =
+        Demo::RuntimeLibrary::executableFolder() + Demo::RuntimeLibrary::FILE_NAME;
+    if (!library.open(besideProgram) && !library.open(Demo::RuntimeLibrary::FILE_NAME)) {
+        why = library.error();
+        return false;
+    }
+    if (Demo::SimulatedRuntime(library).present()) {
+        why = "the only " + std::string(Demo::RuntimeLibrary::FILE_NAME) +
+              " found is the simulated runtime, " + library.file();
+        library.close();
+        return false;
+    }
+    const auto installed = library.function<IsRuntimeInstalledFunction>("VR_IsRuntimeInstalled");
+    if (installed == nullptr || !installed()) {
+        why = library.file() + " reports no runtime installed";
+        library.close();
+        return false;
+    }
+    return true;
+}
+
+// The simulated runtime stays in its own build folder so that it never shadows an installed one; the program
+// finds it relative to itself, which also holds for a copied build tree, or else where it was built.
+bool openSimulated(Demo::RuntimeLibrary& library, std::string& why) {
+    const std::string folder = Demo::RuntimeLibrary::executableFolder();
+    const char separator = folder.back();
+    const std::string candidates[] = {folder + ".." + separator + "simvr" + separator +
+                                          Demo::RuntimeLibrary::FILE_NAME,
+                                      ORVEL_DEMO_SIMULATED_RUNTIME};
+    why.clear();
+    for (const std::string& path : candidates) {
+        if (library.open(path)) {
+            if (Demo::SimulatedRuntime(library).present()) {
+                return true;
+            }
+            library.close();
+            why += (why.empty() ? "" : "; ") + path + " is not the simulated runtime";
+        } else {
+            why += (why.empty() ? "" : "; ") + library.error();
+        }
+    }
+    return false;
+}
+
+// Ends the program when the chosen runtime cannot be had; the message says which runtime it runs on.
+bool openRuntime(RuntimeChoice choice, Demo::RuntimeLibrary& library) {
+    std::string why;
+    if (choice != RuntimeChoice::Simulated) {
+        if (openInstalled(library, why)) {
+            std::printf("using the installed OpenVR runtime (%s)\n", library.file().c_str());
+            return true;
+        }
+        if (choice == RuntimeChoice::OpenVR) {
+            std::fprintf(stderr, "orvel_demo: no OpenVR runtime is installed (%s)\n", why.c_str());
+            return false;
+        }
+        std::printf("no OpenVR runtime is installed (%s)\n", why.c_str());
+    }
+    if (!openSimulated(library, why)) {
+        std::fprintf(stderr, "orvel_demo: the simulated OpenVR runtime was not found (%s)\n", why.c_str());
+        return false;
+    }
+    std::printf("using the simulated OpenVR runtime (%s)\n", library.file().c_str());
+    return true;
 }
 
 void usage() {
-    std::fprintf(stderr, "usage: orvel_demo [FILE.las|FILE.ply] [--frames N] [--screenshot FILE.png]\n");
+    std::fprintf(stderr,
+                 "usage: orvel_demo [FILE.las|FILE.ply] [--runtime openvr|simulated|auto] [--frames N]\n"
+                 "                  [--screenshot FILE.png]\n");
 }
 
 } // namespace
@@ -80,6 +142,7 @@ int main(int argc, char** argv) {
         std::string path;
         std::string screenshot;
         long frames = 0;
+        RuntimeChoice runtimeChoice = RuntimeChoice::Auto;
         for (int i = 1; i < argc; ++i) {
             const std::string arg = argv[i];
             if (arg == "--frames" && i + 1 < argc) {
@@ -87,6 +150,18 @@ int main(int argc, char** argv) {
                 frames = std::strtol(argv[++i], &end, 10);
                 if (end == nullptr || *end != 0 || frames <= 0) {
                     std::fprintf(stderr, "orvel_demo: --frames takes a positive number\n");
+                    return 2;
+                }
+            } else if (arg == "--runtime" && i + 1 < argc) {
+                const std::string name = argv[++i];
+                if (name == "openvr") {
+                    runtimeChoice = RuntimeChoice::OpenVR;
+                } else if (name == "simulated") {
+                    runtimeChoice = RuntimeChoice::Simulated;
+                } else if (name == "auto") {
+                    runtimeChoice = RuntimeChoice::Auto;
+                } else {
+                    std::fprintf(stderr, "orvel_demo: --runtime takes openvr, simulated or auto\n");
                     return 2;
                 }
             } else if (arg == "--screenshot" && i + 1 < argc) {
@@ -103,25 +178,32 @@ int main(int argc, char** argv) {
             }
         }
 
+        // Opened before the viewer starts, so that the viewer's own load by name finds this very library; it
+        // stays open until the session has ended.
+        Demo::RuntimeLibrary runtimeLibrary;
+        if (!openRuntime(runtimeChoice, runtimeLibrary)) {
+            return 1;
+        }
+        Demo::SimulatedRuntime simulated(runtimeLibrary);
+
         Demo::PointCloud cloud = path.empty() ? Demo::SceneGenerator::generateRoom() : load(path);
         Ko_1_1::Vec3d<double> min, max;
         cloud.worldBounds(min, max);
-        std::printf("%zu points, bounds (%.2f, %.2f, %.2f) .. (%.2f, %.2f, %.2f)\n", cloud.size(), min.x, min.y,
-                    min.z, max.x, max.y, max.z);
+        std::printf("%zu points, bounds (%.2f, %.2f, %.2f) .. (%.2f, %.2f, %.2f)\n", cloud.size(), min.x,
+                    min.y, min.z, max.x, max.y, max.z);
         auto query = std::make_shared<const Demo::VisibilityQuery>(std::move(cloud));
         const Ko_1_1::Vec3d<double> start = query->startPosition();
         std::printf("starting at (%.2f, %.2f, %.2f)\n", start.x, start.y, start.z);
 
-        // The simulated headset paces frames like a real one and looks around on its own.
-        simvr_setPaced(1);
-        simvr_setPoseScript(lookAround, nullptr);
+        simulated.startLookAround();
 
         Demo::DemoView view(query);
-        VR::VRManager manager({static_cast<float>(start.x), static_cast<float>(start.y), static_cast<float>(start.z)},
-                              &view);
+        VR::VRManager manager(
+            {static_cast<float>(start.x), static_cast<float>(start.y), static_cast<float>(start.z)}, &view);
         const VR::VRGlobals::ErrorCodes started = manager.init();
         if (started != VR::VRGlobals::NoError) {
-            std::fprintf(stderr, "orvel_demo: the VR session could not start (error %d)\n", static_cast<int>(started));
+            std::fprintf(stderr, "orvel_demo: the VR session could not start (error %d)\n",
+                         static_cast<int>(started));
             return static_cast<int>(started);
         }
         if (frames > 0) {
@@ -136,16 +218,27 @@ int main(int argc, char** argv) {
                     static_cast<unsigned long long>(view.frameCount()),
                     static_cast<unsigned long long>(view.pointQueries()), static_cast<int>(result));
 
+        if (simulated.present() && view.frameCount() > 0 && simulated.sessionsStarted() == 0) {
+            std::fprintf(stderr, "orvel_demo: the viewer ran on another OpenVR library than %s\n",
+                         runtimeLibrary.file().c_str());
+        }
+
         if (!screenshot.empty()) {
-            // The mirror window shows the left eye's picture; the runtime kept the last one submitted.
-            std::uint32_t width = 0;
-            std::uint32_t height = 0;
-            std::vector<std::uint8_t> rgba(simvr_lastSubmittedPicture(0, &width, &height, nullptr, 0));
-            if (rgba.empty()) {
-                std::fprintf(stderr, "orvel_demo: no picture was submitted, nothing to write\n");
-                return result == VR::VRGlobals::NoError ? 1 : static_cast<int>(result);
+            // The simulated runtime keeps the left eye's last picture, which the mirror window shows; an
+            // installed one does not, so there the picture is the last one the user took (key O).
+            std::vector<unsigned char> rgba;
+            unsigned width = 0;
+            unsigned height = 0;
+            if (simulated.present()) {
+                if (!simulated.lastLeftEyePicture(rgba, width, height)) {
+                    std::fprintf(stderr, "orvel_demo: no picture was submitted, nothing to write\n");
+                    return result == VR::VRGlobals::NoError ? 1 : static_cast<int>(result);
+                }
+            } else if (!view.lastScreenshot(rgba, width, height)) {
+                std::printf(
+                    "no screenshot was taken (key O in the mirror window takes one), nothing written\n");
+                return static_cast<int>(result);
             }
-            simvr_lastSubmittedPicture(0, nullptr, nullptr, rgba.data(), rgba.size());
             Demo::PngWriter::write(screenshot, rgba.data(), width, height);
             std::printf("mirror picture written to %s (%u x %u)\n", screenshot.c_str(), width, height);
         }
