@@ -9,11 +9,11 @@
 
 #include "examples/PngWriter.h"
 
-TEST(PngWriter, WritesBottomUpRowsTopDown) {
-    // Three pixels wide, two rows; the first row in memory is the picture's bottom row.
-    const std::vector<unsigned char> rgba = {
-        255, 0,  0,  255, 0,  255, 0,  255, 0,  0,   255, 255,  // bottom: red, green, blue
-        10,  20, 30, 40,  50, 60,  70, 80,  90, 100, 110, 120}; // top
+TEST(PngWriter, WritesOpaqueTopDownFileAndNamesFileOnFailure) {
+    // Three pixels wide, two rows; the first row in memory is the picture's bottom row. The alpha values, as
+    // a rendered background leaves them, must not make the file see-through.
+    const std::vector<unsigned char> rgba = {255, 0,  0,  0,  0,  255, 0,  128, 0,  0,   255, 255,  // bottom
+                                             10,  20, 30, 40, 50, 60,  70, 80,  90, 100, 110, 120}; // top
     const std::filesystem::path path = std::filesystem::temp_directory_path() / "orvel_pngwriter_test.png";
     Demo::PngWriter::write(path.string(), rgba.data(), 3, 2);
 
@@ -26,7 +26,7 @@ TEST(PngWriter, WritesBottomUpRowsTopDown) {
     image.format = PNG_FORMAT_RGBA;
     std::vector<unsigned char> read(PNG_IMAGE_SIZE(image));
     ASSERT_TRUE(png_image_finish_read(&image, nullptr, read.data(), 0, nullptr)) << image.message;
-    const std::vector<unsigned char> topDown = {10,  20, 30, 40,  50, 60,  70, 80,  90, 100, 110, 120,
+    const std::vector<unsigned char> topDown = {10,  20, 30, 255, 50, 60,  70, 255, 90, 100, 110, 255,
                                                 255, 0,  0,  255, 0,  255, 0,  255, 0,  0,   255, 255};
     EXPECT_EQ(read, topDown);
     std::filesystem::remove(path);
