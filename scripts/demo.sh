@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The main job: installs what is missing, builds, and runs the demo host on a generated scene (or on the
-# PLY or LAS file given) with the simulated runtime, mirrored in a desktop window. Without a display it
+# PLY or LAS file given), mirrored in a desktop window. It runs on the installed OpenVR runtime when there is
+# one and on the simulated runtime otherwise; --runtime openvr|simulated|auto chooses. Without a display it
 # runs under Xvfb, stops after 300 frames unless told otherwise, and writes the last mirror picture to
 # demo-mirror.png.
 set -euo pipefail
