@@ -1,12 +1,37 @@
-# The demo host's data side: readers on the sample scans, the generated room, the visibility query, PNG output.
-if(ORVEL_BUILD_EXAMPLES AND EXISTS ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt)
+# The demo host: its data side (readers on the sample scans, the generated room, the visibility query, PNG
+# output) and the program itself, run as a user runs it.
+if(ORVEL_BUILD_EXAMPLES)
+    set(ORVEL_SAMPLE_DATA_DIR "${PROJECT_SOURCE_DIR}/../shared/data" CACHE PATH
+        "Folder holding the sample scans autzen_trim.las and pump-scan.ply; the reader tests skip without them")
     orvel_add_test(examples_tests SOURCES
         DemoViewTest.cpp
         PointCloudReaderTest.cpp
         PngWriterTest.cpp
         VisibilityQueryTest.cpp
         LIBS orvel_demo_lib)
-    # The sample scans live beside the checkout; tests skip when the folder is absent.
-    target_compile_definitions(examples_tests PRIVATE
-        ORVEL_SAMPLE_DATA_DIR="${CMAKE_SOURCE_DIR}/../shared/data")
+    target_compile_definitions(examples_tests PRIVATE ORVEL_SAMPLE_DATA_DIR="${ORVEL_SAMPLE_DATA_DIR}")
+
+    # The program with the simulated runtime, as the main job runs it.
+    set(demo_output ${CMAKE_CURRENT_BINARY_DIR}/demo_program)
+    file(MAKE_DIRECTORY ${demo_output})
+    orvel_add_test(demo_program_tests GL SOURCES DemoProgramTest.cpp LIBS orvel_demo_lib)
+    target_compile_definitions(demo_program_tests PRIVATE ORVEL_DEMO_PROGRAM="$<TARGET_FILE:orvel_demo>"
+        ORVEL_DEMO_OUTPUT_DIR="${demo_output}")
+    add_dependencies(demo_program_tests orvel_demo)
+
+    if(UNIX)
+        # Told to use an installed runtime where none can be found (the simulated one is not beside the
+        # program and the loader's search path is emptied), the program ends at once with exit code 1.
+        add_test(NAME DemoProgram.EndsWithoutInstalledRuntime
+            COMMAND sh -c "\"$0\" --runtime openvr; test $? -eq 1" $<TARGET_FILE:orvel_demo>)
+        set_tests_properties(DemoProgram.EndsWithoutInstalledRuntime PROPERTIES
+            ENVIRONMENT "LD_LIBRARY_PATH=" TIMEOUT 20)
+        # The program links no runtime: nothing of the simulated runtime's control API is left for the
+        # loader to resolve.
+        if(CMAKE_NM)
+            add_test(NAME DemoProgram.LinksNoRuntime
+                COMMAND sh -c "out=$(\"$1\" -D --undefined-only \"$0\") && ! printf '%s' \"$out\" | grep simvr_"
+                    $<TARGET_FILE:orvel_demo> ${CMAKE_NM})
+        endif()
+    endif()
 endif()

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <png.h>
+
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#endif
+
+namespace {
+
+int exitCodeOf(const std::string& command) {
+    const int status = std::system(command.c_str());
+#if defined(_WIN32)
+    return status;
+#else
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+}
+
+} // namespace
+
+// The demo run as a user runs it, on the simulated runtime, under the test's display: the mirror picture it
+// writes must show the generated room and be opaque.
+TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
+    const std::string png = ORVEL_DEMO_OUTPUT_DIR "/mirror.png";
+    std::remove(png.c_str());
+    ASSERT_EQ(
+        exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 30 --screenshot \"" + png + "\""),
+        0);
+
+    png_image image;
+    std::memset(&image, 0, sizeof(image));
+    image.version = PNG_IMAGE_VERSION;
+    ASSERT_TRUE(png_image_begin_read_from_file(&image, png.c_str())) << image.message;
+    EXPECT_EQ(image.format & PNG_FORMAT_FLAG_ALPHA, 0u);
+    image.format = PNG_FORMAT_RGBA;
+    std::vector<unsigned char> rgba(PNG_IMAGE_SIZE(image));
+    ASSERT_TRUE(png_image_finish_read(&image, nullptr, rgba.data(), 0, nullptr)) << image.message;
+
+    // The most frequent colour stands for the cleared background; the room's points cover much of the rest.
+    std::map<std::uint32_t, std::size_t> colours;
+    for (std::size_t i = 0; i < rgba.size(); i += 4) {
+        ++colours[static_cast<std::uint32_t>(rgba[i] << 16 | rgba[i + 1] << 8 | rgba[i + 2])];
+    }
+    std::size_t background = 0;
+    for (const auto& [colour, count] : colours) {
+        background = std::max(background, count);
+    }
+    const std::size_t pixels = rgba.size() / 4;
+    EXPECT_GT(pixels - background, pixels / 4);
+    EXPECT_GT(colours.size(), 100u);
+}
