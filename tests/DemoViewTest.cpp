@@ -19,22 +19,17 @@ TEST(DemoView, AnswersPointQueryAndKeepsScreenshotAndFrames) {
     ASSERT_EQ(points.size(), 1u);
     EXPECT_NEAR(points[0].z, -5.0f, 1e-4f);
     EXPECT_EQ(points[0].r, 9);
-    EXPECT_EQ(demo.pointQueries(), 1u);
 
     std::vector<unsigned char> rgba;
     unsigned width = 0, height = 0;
     EXPECT_FALSE(demo.lastScreenshot(rgba, width, height));
     view.onScreenshot({1, 2, 3, 4, 5, 6, 7, 8}, 2, 1, Ko_1_1::Mat4d<float>{});
     ASSERT_TRUE(demo.lastScreenshot(rgba, width, height));
+    EXPECT_EQ(rgba, (std::vector<unsigned char>{1, 2, 3, 4, 5, 6, 7, 8}));
     EXPECT_EQ(width, 2u);
     EXPECT_EQ(height, 1u);
-    EXPECT_EQ(rgba.size(), 8u);
 
     view.setViewTransform(Ko_1_1::Mat4d<float>{});
     view.setViewTransform(Ko_1_1::Mat4d<float>{});
     EXPECT_EQ(frames, (std::vector<std::uint64_t>{1, 2}));
-    EXPECT_FALSE(demo.vrClosed());
-    view.onVrClosed();
-    EXPECT_TRUE(demo.vrClosed());
-    EXPECT_EQ(view.formatLength(1.23456f), "1.235");
 }
