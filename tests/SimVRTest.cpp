@@ -11,6 +11,8 @@ using OrvelTest::SimVRLibrary;
 
 namespace {
 
+// What the viewer makes of the runtime is tested through the viewer; these tests hold the runtime to the
+// parts of the interface the viewer relies on without checking them itself.
 class SimVRTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -41,51 +43,17 @@ protected:
     }
 };
 
-TEST_F(SimVRTest, InitFollowsTheScriptedErrorsThenHandsOutInterfaces) {
+TEST_F(SimVRTest, InterfacesOnlyAfterASuccessfulInit) {
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_EQ(vr().getInterface(vr::IVRSystem_Version, &error), nullptr);
     EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
 
-    const int32_t errors[] = {vr::VRInitError_Init_HmdNotFound, vr::VRInitError_Unknown};
-    SIMVR(simvr_setInitErrors)(errors, 2);
-    EXPECT_EQ(initError(), vr::VRInitError_Init_HmdNotFound);
-    EXPECT_EQ(initError(), vr::VRInitError_Unknown);
-    EXPECT_EQ(SIMVR(simvr_initCount)(), 0u);
-    EXPECT_EQ(SIMVR(simvr_isInitialized)(), 0);
-
-    const uint32_t firstToken = vr().init(&error, vr::VRApplication_Scene);
-    EXPECT_EQ(error, vr::VRInitError_None);
-    EXPECT_EQ(vr().initToken(), firstToken);
-    EXPECT_EQ(SIMVR(simvr_lastApplicationType)(), vr::VRApplication_Scene);
-    for (const char* version : {vr::IVRSystem_Version, vr::IVRCompositor_Version, vr::IVRRenderModels_Version,
-                                vr::IVRSettings_Version}) {
-        EXPECT_TRUE(vr().isInterfaceValid(version)) << version;
-        error = vr::VRInitError_Unknown;
-        EXPECT_NE(vr().getInterface(version, &error), nullptr) << version;
-        EXPECT_EQ(error, vr::VRInitError_None);
-    }
-    EXPECT_FALSE(vr().isInterfaceValid("IVRSystem_015"));
-    EXPECT_EQ(vr().getInterface("IVRSystem_015", &error), nullptr);
-    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
-
-    SIMVR(simvr_setInterfaceAvailable)(vr::IVRCompositor_Version, 0);
-    EXPECT_FALSE(vr().isInterfaceValid(vr::IVRCompositor_Version));
-    EXPECT_EQ(vr().getInterface(vr::IVRCompositor_Version, &error), nullptr);
-    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
-
-    vr().shutdown();
-    vr().shutdown();
-    EXPECT_EQ(SIMVR(simvr_shutdownCount)(), 1u);
-    EXPECT_NE(vr().init(&error, vr::VRApplication_Scene), firstToken);
-    EXPECT_EQ(SIMVR(simvr_initCount)(), 2u);
-}
-
-TEST_F(SimVRTest, MissingRuntimeOrHeadsetFailsInit) {
+    // The viewer asks whether a runtime and a headset are there before it starts one; a client that does
+    // not ask still gets the matching error.
     SIMVR(simvr_setHmdPresent)(0);
     EXPECT_TRUE(vr().isRuntimeInstalled());
     EXPECT_FALSE(vr().isHmdPresent());
     EXPECT_EQ(initError(), vr::VRInitError_Init_HmdNotFound);
-
     SIMVR(simvr_setInstalled)(0);
     EXPECT_FALSE(vr().isRuntimeInstalled());
     EXPECT_EQ(initError(), vr::VRInitError_Init_InstallationNotFound);
@@ -93,70 +61,71 @@ TEST_F(SimVRTest, MissingRuntimeOrHeadsetFailsInit) {
                  "VRInitError_Init_InstallationNotFound");
     EXPECT_STREQ(vr().errorDescription(static_cast<vr::EVRInitError>(4242)), "Unknown error (4242)");
     EXPECT_EQ(SIMVR(simvr_isInitialized)(), 0);
+    SIMVR(simvr_reset)();
+
+    const uint32_t firstToken = vr().init(&error, vr::VRApplication_Scene);
+    ASSERT_EQ(error, vr::VRInitError_None);
+    EXPECT_EQ(vr().initToken(), firstToken);
+    for (const char* version : {vr::IVRSystem_Version, vr::IVRCompositor_Version, vr::IVRRenderModels_Version,
+                                vr::IVRSettings_Version}) {
+        EXPECT_TRUE(vr().isInterfaceValid(version)) << version;
+        EXPECT_NE(vr().getInterface(version, &error), nullptr) << version;
+    }
+    SIMVR(simvr_setInterfaceAvailable)(vr::IVRCompositor_Version, 0);
+    for (const char* version : {"IVRSystem_015", vr::IVRCompositor_Version}) {
+        EXPECT_FALSE(vr().isInterfaceValid(version)) << version;
+        EXPECT_EQ(vr().getInterface(version, &error), nullptr) << version;
+        EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
+    }
+
+    vr().shutdown();
+    vr().shutdown();
+    EXPECT_EQ(SIMVR(simvr_shutdownCount)(), 1u);
+    EXPECT_NE(vr().init(&error, vr::VRApplication_Scene), firstToken);
 }
 
-TEST_F(SimVRTest, PropertiesAndSettingsDescribeTheHeadset) {
+TEST_F(SimVRTest, StringPropertiesFollowTheBufferProtocol) {
     SIMVR(simvr_setHmdProperties)("lighthouse", "Vive MV", nullptr);
-    SIMVR(simvr_setRecommendedSize)(800, 600);
-    SIMVR(simvr_setDisplayFrequency)(120.0f);
-    SIMVR(simvr_setSupersampleScale)(2.25f);
     ASSERT_TRUE(vr().start());
-    vr::IVRSystem* system = vr().system;
+    // "Vive MV" needs 8 bytes with its terminator. A null buffer is left alone; any other is emptied first,
+    // so a client that ignores the error reads no stale text.
+    const struct {
+        uint32_t device;
+        int32_t property;
+        uint32_t bufferSize;
+        uint32_t length;
+        vr::ETrackedPropertyError error;
+        const char* text;
+    } cases[] = {
+        {0, vr::Prop_ModelNumber_String, 0, 8, vr::TrackedProp_BufferTooSmall, "xyz"},
+        {0, vr::Prop_ModelNumber_String, 4, 8, vr::TrackedProp_BufferTooSmall, ""},
+        {0, vr::Prop_ModelNumber_String, 8, 8, vr::TrackedProp_Success, "Vive MV"},
+        {0, vr::Prop_SerialNumber_String, 32, 11, vr::TrackedProp_Success, "SIMVR-0001"}, // kept by the null
+        {0, 1099, 8, 0, vr::TrackedProp_UnknownProperty, ""},
+        {99, vr::Prop_ModelNumber_String, 8, 0, vr::TrackedProp_InvalidDevice, ""},
+        {0, vr::Prop_DisplayFrequency_Float, 8, 0, vr::TrackedProp_WrongDataType, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "device " << c.device << ", property " << c.property);
+        char buffer[32] = "xyz";
+        vr::ETrackedPropertyError error = vr::TrackedProp_Success;
+        const auto property = static_cast<vr::ETrackedDeviceProperty>(c.property);
+        EXPECT_EQ(vr().system->GetStringTrackedDeviceProperty(
+                      c.device, property, c.bufferSize > 0 ? buffer : nullptr, c.bufferSize, &error),
+                  c.length);
+        EXPECT_EQ(error, c.error);
+        EXPECT_STREQ(buffer, c.text);
+    }
 
-    vr::ETrackedPropertyError error = vr::TrackedProp_Success;
-    const uint32_t length =
-        system->GetStringTrackedDeviceProperty(0, vr::Prop_ModelNumber_String, nullptr, 0, &error);
-    EXPECT_EQ(length, 8u); // "Vive MV" and its terminator
-    EXPECT_EQ(error, vr::TrackedProp_BufferTooSmall);
-    char small[4] = "xyz";
-    EXPECT_EQ(system->GetStringTrackedDeviceProperty(0, vr::Prop_ModelNumber_String, small, 4, &error), 8u);
-    EXPECT_EQ(error, vr::TrackedProp_BufferTooSmall);
-    std::vector<char> text(length);
-    EXPECT_EQ(
-        system->GetStringTrackedDeviceProperty(0, vr::Prop_ModelNumber_String, text.data(), length, &error),
-        length);
-    EXPECT_EQ(error, vr::TrackedProp_Success);
-    EXPECT_STREQ(text.data(), "Vive MV");
-    char serial[32] = {};
-    system->GetStringTrackedDeviceProperty(0, vr::Prop_SerialNumber_String, serial, sizeof(serial), &error);
-    EXPECT_STREQ(serial, "SIMVR-0001"); // left unchanged by the null argument
-
-    char unknown[8] = "x";
-    EXPECT_EQ(system->GetStringTrackedDeviceProperty(0, static_cast<vr::ETrackedDeviceProperty>(1099),
-                                                     unknown, sizeof(unknown), &error),
-              0u);
-    EXPECT_EQ(error, vr::TrackedProp_UnknownProperty);
-    EXPECT_STREQ(unknown, "");
-    EXPECT_EQ(system->GetStringTrackedDeviceProperty(99, vr::Prop_ModelNumber_String, nullptr, 0, &error),
-              0u);
-    EXPECT_EQ(error, vr::TrackedProp_InvalidDevice);
-    EXPECT_EQ(system->GetStringTrackedDeviceProperty(0, vr::Prop_DisplayFrequency_Float, nullptr, 0, &error),
-              0u);
-    EXPECT_EQ(error, vr::TrackedProp_WrongDataType);
-
-    EXPECT_FLOAT_EQ(system->GetFloatTrackedDeviceProperty(0, vr::Prop_DisplayFrequency_Float, &error),
-                    120.0f);
-    EXPECT_EQ(error, vr::TrackedProp_Success);
-    uint32_t width = 0;
-    uint32_t height = 0;
-    system->GetRecommendedRenderTargetSize(&width, &height);
-    EXPECT_EQ(width, 800u);
-    EXPECT_EQ(height, 600u);
-
-    vr::EVRSettingsError settingsError = vr::VRSettingsError_ReadFailed;
-    EXPECT_FLOAT_EQ(vr().settings->GetFloat("steamvr", "supersampleScale", &settingsError), 2.25f);
-    EXPECT_EQ(settingsError, vr::VRSettingsError_None);
+    vr::EVRSettingsError settingsError = vr::VRSettingsError_None;
     SIMVR(simvr_removeSupersampleScale)();
     EXPECT_EQ(vr().settings->GetFloat("steamvr", "supersampleScale", &settingsError), 0.0f);
     EXPECT_NE(settingsError, vr::VRSettingsError_None);
 }
 
-TEST_F(SimVRTest, DevicesAnswerRolesStatesAndHaptics) {
+TEST_F(SimVRTest, ControllerStateWritesExactlyItsRecord) {
     ASSERT_TRUE(vr().start());
     vr::IVRSystem* system = vr().system;
-    EXPECT_EQ(system->GetTrackedDeviceClass(0), vr::TrackedDeviceClass_HMD);
-    EXPECT_EQ(system->GetControllerRoleForTrackedDeviceIndex(2), vr::TrackedControllerRole_RightHand);
-    EXPECT_EQ(system->GetTrackedDeviceIndexForControllerRole(vr::TrackedControllerRole_LeftHand), 1u);
     for (const uint32_t bad : {16u, vr::k_unTrackedDeviceIndexInvalid}) {
         EXPECT_EQ(system->GetTrackedDeviceClass(bad), vr::TrackedDeviceClass_Invalid);
         EXPECT_EQ(system->GetControllerRoleForTrackedDeviceIndex(bad), vr::TrackedControllerRole_Invalid);
@@ -178,30 +147,20 @@ TEST_F(SimVRTest, DevicesAnswerRolesStatesAndHaptics) {
     }
     EXPECT_EQ(state->ulButtonPressed, trigger);
     EXPECT_FLOAT_EQ(state->rAxis[1].x, 1.0f);
-    EXPECT_FLOAT_EQ(state->rAxis[0].y, -0.5f);
-    const uint32_t packet = state->unPacketNum;
 
+    // The packet number moves only when the state changes.
+    const uint32_t packet = state->unPacketNum;
     SIMVR(simvr_setControllerState)(2, trigger, trigger, axes);
     system->GetControllerState(2, state, 64);
     EXPECT_EQ(state->unPacketNum, packet);
     SIMVR(simvr_setControllerState)(2, 0, 0, nullptr);
     system->GetControllerState(2, state, 64);
     EXPECT_GT(state->unPacketNum, packet);
-    EXPECT_EQ(state->ulButtonPressed, 0u);
 
     SIMVR(simvr_setDeviceConnected)(2, 0);
     EXPECT_FALSE(system->GetControllerState(2, state, 64));
     EXPECT_EQ(system->GetTrackedDeviceIndexForControllerRole(vr::TrackedControllerRole_RightHand),
               vr::k_unTrackedDeviceIndexInvalid);
-
-    system->TriggerHapticPulse(1, 0, 3000);
-    ASSERT_EQ(SIMVR(simvr_hapticPulseCount)(), 1u);
-    uint32_t device = 0;
-    uint16_t microseconds = 0;
-    EXPECT_EQ(SIMVR(simvr_hapticPulse)(0, &device, nullptr, &microseconds), 1);
-    EXPECT_EQ(device, 1u);
-    EXPECT_EQ(microseconds, 3000);
-    EXPECT_EQ(SIMVR(simvr_hapticPulse)(1, nullptr, nullptr, nullptr), 0);
 }
 
 TEST_F(SimVRTest, RenderModelsLoadAfterPollingAndFailAsConfigured) {
@@ -220,7 +179,6 @@ TEST_F(SimVRTest, RenderModelsLoadAfterPollingAndFailAsConfigured) {
     ASSERT_EQ(poll([&] { return models->LoadRenderModel_Async(body.data(), &model); }, loadingAnswers),
               vr::VRRenderModelError_None);
     EXPECT_EQ(loadingAnswers, 2);
-    ASSERT_NE(model, nullptr);
     ASSERT_GT(model->unTriangleCount, 0u);
     for (uint32_t i = 0; i < model->unTriangleCount * 3; ++i) {
         ASSERT_LT(model->rIndexData[i], model->unVertexCount);
@@ -231,25 +189,19 @@ TEST_F(SimVRTest, RenderModelsLoadAfterPollingAndFailAsConfigured) {
         poll([&] { return models->LoadTexture_Async(model->diffuseTextureId, &texture); }, loadingAnswers),
         vr::VRRenderModelError_None);
     EXPECT_EQ(loadingAnswers, 2);
-    ASSERT_NE(texture, nullptr);
     EXPECT_GT(texture->unWidth, 0);
     EXPECT_EQ(texture->rubTextureMapData[3], 255); // opaque
     models->FreeTexture(texture);
     models->FreeRenderModel(model);
     models->FreeRenderModel(model); // a second free is ignored, not a crash
-    EXPECT_EQ(SIMVR(simvr_renderModelLoadCount)(), 1u);
     EXPECT_EQ(SIMVR(simvr_renderModelFreeCount)(), 1u);
     EXPECT_EQ(SIMVR(simvr_textureFreeCount)(), 1u);
 
     EXPECT_EQ(models->LoadRenderModel_Async("no_such_model", &model), vr::VRRenderModelError_InvalidModel);
-    EXPECT_STREQ(models->GetRenderModelErrorNameFromEnum(vr::VRRenderModelError_Loading),
-                 "VRRenderModelError_Loading");
-
     SIMVR(simvr_setTextureLoadFails)(1);
     EXPECT_EQ(poll([&] { return models->LoadTexture_Async(1, &texture); }, loadingAnswers),
               vr::VRRenderModelError_InvalidTexture);
     EXPECT_EQ(texture, nullptr);
-    EXPECT_EQ(SIMVR(simvr_textureLoadCount)(), 1u);
 }
 
 void moveHeadSideways(uint64_t frameIndex, double, void* user) {
@@ -260,10 +212,8 @@ void moveHeadSideways(uint64_t frameIndex, double, void* user) {
 
 TEST_F(SimVRTest, WaitGetPosesDeliversScriptedPoses) {
     const float trackerPose[12] = {0, 0, 1, 3, 0, 1, 0, 2, -1, 0, 0, 1};
-    const float angular[3] = {0.0f, 0.5f, 0.0f};
     SIMVR(simvr_setDevice)(5, vr::TrackedDeviceClass_GenericTracker, vr::TrackedControllerRole_Invalid, 1);
     SIMVR(simvr_setDevicePose)(5, trackerPose);
-    SIMVR(simvr_setDeviceVelocity)(0, nullptr, angular);
     int scriptCalls = 0;
     SIMVR(simvr_setPoseScript)(moveHeadSideways, &scriptCalls);
     ASSERT_TRUE(vr().start());
@@ -274,10 +224,7 @@ TEST_F(SimVRTest, WaitGetPosesDeliversScriptedPoses) {
                   vr::VRCompositorError_None);
     }
     EXPECT_EQ(scriptCalls, 3);
-    EXPECT_EQ(SIMVR(simvr_waitGetPosesCount)(), 3u);
     EXPECT_FLOAT_EQ(poses[0].mDeviceToAbsoluteTracking.m[0][3], 2.0f); // the third frame's pose
-    EXPECT_FLOAT_EQ(poses[0].vAngularVelocity.v[1], 0.5f);
-    EXPECT_TRUE(poses[0].bPoseIsValid);
     EXPECT_EQ(std::memcmp(poses[5].mDeviceToAbsoluteTracking.m, trackerPose, sizeof(trackerPose)), 0);
     EXPECT_EQ(poses[5].eTrackingResult, vr::TrackingResult_Running_OK);
     EXPECT_FALSE(poses[7].bDeviceIsConnected);
@@ -286,16 +233,14 @@ TEST_F(SimVRTest, WaitGetPosesDeliversScriptedPoses) {
     vr::TrackedDevicePose_t tooMany[vr::k_unMaxTrackedDeviceCount + 1];
     EXPECT_EQ(vr().compositor->WaitGetPoses(tooMany, vr::k_unMaxTrackedDeviceCount + 1, nullptr, 0),
               vr::VRCompositorError_IndexOutOfRange);
-    SIMVR(simvr_setPoseScript)(nullptr, nullptr);
 }
 
 TEST_F(SimVRTest, EyesHaveTheHeadsetsGeometry) {
     ASSERT_TRUE(vr().start());
     vr::IVRSystem* system = vr().system;
-    const vr::HmdMatrix34_t left = system->GetEyeToHeadTransform(vr::Eye_Left);
-    const vr::HmdMatrix34_t right = system->GetEyeToHeadTransform(vr::Eye_Right);
-    EXPECT_NEAR(right.m[0][3] - left.m[0][3], 0.064f, 1e-6f);
-    EXPECT_LT(left.m[0][3], 0.0f);
+    const float leftX = system->GetEyeToHeadTransform(vr::Eye_Left).m[0][3];
+    EXPECT_NEAR(system->GetEyeToHeadTransform(vr::Eye_Right).m[0][3] - leftX, 0.064f, 1e-6f);
+    EXPECT_LT(leftX, 0.0f);
 
     // The viewer passes negative planes on purpose; the runtime composes the matrix with them unchanged.
     const float nearZ = -0.2f;
