@@ -8,6 +8,7 @@
 #include "engine/Texture.h"
 #include "tests/SimVRFixture.h"
 #include "tests/support/GLContext.h"
+#include "vr/SharedMaterials.h"
 
 namespace {
 
@@ -53,15 +54,22 @@ TEST_F(MinimalOpenVRGLTest, RenderModelsAreLoadedOnceAndCachedByName) {
     ASSERT_EQ(failures.size(), 1u);
     EXPECT_EQ(failures[0].back(), L'\n');
 
-    // A failure is not cached: the same name loads once the runtime delivers it.
+    // A failure is remembered for the session: asking again neither loads nor logs.
     simvr_setTextureLoadFails(0);
-    VR::VrModelRenderer* headset = openVR.loadRenderModel("simvr_hmd");
-    ASSERT_NE(headset, nullptr);
-    EXPECT_NE(headset, left);
-    EXPECT_NE(headset->getGeometry(), left->getGeometry());
-
+    EXPECT_EQ(openVR.loadRenderModel("simvr_hmd"), nullptr);
     EXPECT_EQ(openVR.loadRenderModel("no_such_model"), nullptr);
+    EXPECT_EQ(openVR.loadRenderModel("no_such_model"), nullptr);
+    EXPECT_EQ(simvr_renderModelLoadCount(), 2u);
+    EXPECT_EQ(log.startingWith(L"Unable to load render model simvr_hmd ").size(), 1u);
     EXPECT_EQ(log.startingWith(L"Unable to load render model no_such_model ").size(), 1u);
+
+    // Shutting the session down releases the models with the context still current; a new one loads anew.
+    openVR.shutdown();
+    ASSERT_EQ(start(openVR), VR::VRGlobals::NoError);
+    ASSERT_NE(openVR.loadRenderModel("simvr_hmd"), nullptr);
+    EXPECT_EQ(simvr_renderModelLoadCount(), 3u);
+    openVR.shutdown();
+    VR::SharedMaterials::releaseAll();
 }
 
 TEST_F(MinimalOpenVRGLTest, SubmitHandsTheGLTextureToTheCompositor) {

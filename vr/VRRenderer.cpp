@@ -155,9 +155,16 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
             });
         pointGrabber->setResolution(pointResolution, pointResolution);
         pointGrabber->setNumEyes(eyeCount);
-        pointGrabber->startThread();
 
         createSceneObjects();
+
+        // The worker starts once the head's first pose is known: started earlier it would ask the host for
+        // what the world origin sees.
+        for (int eye = 0; eye < 2; ++eye) {
+            auto camera = streamedCamera(eye, Ko_1_1::Mat4d<float>());
+            pointGrabber->setCameraToWorldMatrix(camera, static_cast<unsigned long long>(eye));
+        }
+        pointGrabber->startThread();
 
         glClearColor(0.5f, 0.5f, 0.5f, 0.0f);
         glViewport(0, 0, static_cast<GLsizei>(static_cast<float>(renderWidth) * renderScale),
@@ -260,6 +267,13 @@ void VRRenderer::updateVRMatrices(float* headAngularVelocity) {
     }
 }
 
+Ko_1_1::Mat4d<float> VRRenderer::streamedCamera(int eye, const Ko_1_1::Mat4d<float>& lookAhead) const {
+    const Ko_1_1::Vec3d<float> headPosition = headPose.translation();
+    const auto headAhead = Ko_1_1::Mat4d<float>::translationMatrix(headPosition) * lookAhead *
+                           Ko_1_1::Mat4d<float>::translationMatrix(-headPosition) * headPose;
+    return cameraTransform * headAhead * (eye == 0 ? leftEyeToHead : rightEyeToHead);
+}
+
 VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
     RunState expected = RunState::Ready;
     if (!state.compare_exchange_strong(expected, RunState::Running)) {
@@ -295,16 +309,13 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
             pointSizeFactor = pointSize;
             pointRenderer->setPointSize(static_cast<float>(view->getPointSize()) * pointSizeFactor);
 
-            const Ko_1_1::Vec3d<float> headPosition = headPose.translation();
-            const auto headAhead = Ko_1_1::Mat4d<float>::translationMatrix(headPosition) * lookAhead *
-                                   Ko_1_1::Mat4d<float>::translationMatrix(-headPosition) * headPose;
             for (int eye = 0; eye < eyeCount; ++eye) {
                 const auto& eyeToHead = eye == 0 ? leftEyeToHead : rightEyeToHead;
                 const auto projection = !vrEnabled ? leftProjection
                                                    : withGLDepthRow(eye == 0 ? leftProjection : rightProjection);
                 const auto eyeToWorld = cameraTransform * headPose * eyeToHead;
                 const auto viewProjection = projection * eyeToWorld.affineInverse();
-                auto streamed = cameraTransform * headAhead * eyeToHead;
+                auto streamed = streamedCamera(eye, lookAhead);
                 pointGrabber->setCameraToWorldMatrix(streamed, static_cast<unsigned long long>(eye));
 
                 renderScene(viewProjection, eye);

@@ -82,6 +82,8 @@ protected:
 
     // The user's world transform from cameraPosition and viewAngles (tracking space -> host world).
     void updateCameraTransform();
+    // An eye's camera-to-world matrix for the point grabber, with the head turned by lookAhead.
+    Ko_1_1::Mat4d<float> streamedCamera(int eye, const Ko_1_1::Mat4d<float>& lookAhead) const;
 
     bool createWindow();
     void createSceneObjects();
