@@ -64,7 +64,9 @@ template <typename T> struct Vec3d {
     }
 };
 
-template <typename T> constexpr Vec3d<T> operator*(T s, const Vec3d<T>& v) { return v * s; }
+template <typename T> constexpr Vec3d<T> operator*(T s, const Vec3d<T>& v) {
+    return v * s;
+}
 
 static_assert(sizeof(Vec3d<float>) == 12, "Vec3d<float> is three packed floats");
 static_assert(sizeof(Vec3d<double>) == 24, "Vec3d<double> is three packed doubles");

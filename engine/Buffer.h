@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/Export.h"
 #include "engine/Exception.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

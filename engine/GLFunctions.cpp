@@ -11,7 +11,9 @@ namespace Brume {
 
 namespace {
 
-OrvelGLProc resolve(const char* name) { return reinterpret_cast<OrvelGLProc>(Platform::getGLProcAddress(name)); }
+OrvelGLProc resolve(const char* name) {
+    return reinterpret_cast<OrvelGLProc>(Platform::getGLProcAddress(name));
+}
 
 int glMajor = 0;
 int glMinor = 0;
@@ -28,9 +30,13 @@ int initGLFunctions() {
     return orvelLoadGL(resolve);
 }
 
-int hasBindlessTexture() { return orvelGLHasBindlessTexture(); }
+int hasBindlessTexture() {
+    return orvelGLHasBindlessTexture();
+}
 
-int hasKHRDebug() { return orvelGLHasKHRDebug(); }
+int hasKHRDebug() {
+    return orvelGLHasKHRDebug();
+}
 
 bool isGLVersionAtLeast(int major, int minor) {
     if (glMajor == 0) {
@@ -70,6 +76,8 @@ void GLAPIENTRY onGLDebugMessage(GLenum source, GLenum type, GLuint id, GLenum s
     std::fprintf(stderr, "OpenGL Debug: %s\n", message ? message : "");
 }
 
-void setGLCallHook(GLCallHook hook) { orvelSetGLCallHook(hook); }
+void setGLCallHook(GLCallHook hook) {
+    orvelSetGLCallHook(hook);
+}
 
 } // namespace Brume

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Export.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 // Loader start-up, GL limits and the diagnostic hooks. All of it runs on the thread whose context is
 // current; the limit caches are per thread because limits belong to the calling thread's context.
@@ -28,7 +28,8 @@ ORVEL_VR_EXPORT int maxTextureImageUnits();
 // Debug-message callback for glDebugMessageCallback: prints errors and undefined behaviour only.
 // The viewer does not install it; it is kept for diagnosis.
 ORVEL_VR_EXPORT void GLAPIENTRY onGLDebugMessage(GLenum source, GLenum type, GLuint id, GLenum severity,
-                                                 GLsizei length, const GLchar* message, const void* userParam);
+                                                 GLsizei length, const GLchar* message,
+                                                 const void* userParam);
 
 // Reports the name of every GL call made through the loader before it runs (tests, call tracing).
 // Null switches observation off and the calls go straight to the driver again.

@@ -104,8 +104,12 @@ int orvelLoadGL(OrvelGLResolve resolve) {
     return 1 + resolver.missing;
 }
 
-int orvelGLHasBindlessTexture(void) { return GLAD_GL_ARB_bindless_texture; }
-int orvelGLHasKHRDebug(void) { return GLAD_GL_KHR_debug; }
+int orvelGLHasBindlessTexture(void) {
+    return GLAD_GL_ARB_bindless_texture;
+}
+int orvelGLHasKHRDebug(void) {
+    return GLAD_GL_KHR_debug;
+}
 
 static OrvelGLCallHook orvelHook = NULL;
 

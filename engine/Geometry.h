@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "platform/Export.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Export.h"
 #include "common/Mat4d.h"
 #include "common/Vec3d.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

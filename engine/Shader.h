@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/Export.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

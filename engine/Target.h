@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "platform/Export.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 namespace Brume {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Export.h"
 #include "engine/GL.h"
+#include "platform/Export.h"
 
 namespace Brume {
 
@@ -11,7 +11,8 @@ namespace Brume {
 class ORVEL_VR_EXPORT Texture {
 public:
     // Note the order: magnification filter before minification filter. Throws "Invalid texture format.".
-    Texture(int width, int height, GLenum format, GLenum magFilter, GLenum minFilter, GLenum wrapS, GLenum wrapT);
+    Texture(int width, int height, GLenum format, GLenum magFilter, GLenum minFilter, GLenum wrapS,
+            GLenum wrapT);
     ~Texture();
     Texture(const Texture&) = delete;
     Texture& operator=(const Texture&) = delete;

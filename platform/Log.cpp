@@ -6,8 +6,8 @@
 #include <cwchar>
 #include <mutex>
 
-#include "platform/Utf.h"
 #include "platform/Platform.h"
+#include "platform/Utf.h"
 
 namespace VR {
 

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/Utf.h"
 #include "platform/Platform.h"
+#include "platform/Utf.h"
 
 namespace Platform {
 
@@ -38,7 +38,9 @@ void setCurrentThreadPriorityHighest() {
     setNice(-10);
 }
 
-void setCurrentThreadPriorityLowest() { setNice(10); }
+void setCurrentThreadPriorityLowest() {
+    setNice(10);
+}
 
 std::int64_t monotonicNanoseconds() {
     timespec ts{};
@@ -93,8 +95,12 @@ std::string libraryError() {
     return lastError;
 }
 
-bool hasCurrentGLContext() { return ::glfwGetCurrentContext() != nullptr; }
+bool hasCurrentGLContext() {
+    return ::glfwGetCurrentContext() != nullptr;
+}
 
-GLProc getGLProcAddress(const char* name) { return ::glfwGetProcAddress(name); }
+GLProc getGLProcAddress(const char* name) {
+    return ::glfwGetProcAddress(name);
+}
 
 } // namespace Platform

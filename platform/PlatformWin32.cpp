@@ -5,16 +5,22 @@
 #include <mutex>
 #include <string>
 
-#include "platform/Utf.h"
 #include "platform/Platform.h"
+#include "platform/Utf.h"
 
 namespace Platform {
 
-void writeDebugOutput(const std::wstring& line) { ::OutputDebugStringW(line.c_str()); }
+void writeDebugOutput(const std::wstring& line) {
+    ::OutputDebugStringW(line.c_str());
+}
 
-void setCurrentThreadPriorityHighest() { ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_HIGHEST); }
+void setCurrentThreadPriorityHighest() {
+    ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_HIGHEST);
+}
 
-void setCurrentThreadPriorityLowest() { ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_LOWEST); }
+void setCurrentThreadPriorityLowest() {
+    ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_LOWEST);
+}
 
 std::int64_t monotonicNanoseconds() {
     LARGE_INTEGER frequency;
@@ -71,7 +77,9 @@ std::string libraryError() {
     return lastError;
 }
 
-bool hasCurrentGLContext() { return ::wglGetCurrentContext() != nullptr; }
+bool hasCurrentGLContext() {
+    return ::wglGetCurrentContext() != nullptr;
+}
 
 GLProc getGLProcAddress(const char* name) {
     // wglGetProcAddress answers only for entry points beyond OpenGL 1.1 and signals failure with a few

@@ -3,7 +3,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libglfw3-dev libfreetype-dev python3-glad fonts-noto-cjk
-          libgtest-dev libgmock-dev libbenchmark-dev libpng-dev xvfb xauth libgl1-mesa-dri libxtst-dev)
+          libgtest-dev libgmock-dev libbenchmark-dev libpng-dev xvfb xauth libgl1-mesa-dri libxtst-dev
+          clang-format)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -11,7 +11,8 @@ class ORVEL_VR_EXPORT Bitmap {
 public:
     // Takes the vector over when it holds exactly width * components * height bytes; otherwise the
     // bitmap is that size and zero-filled.
-    Bitmap(unsigned int width, unsigned int height, unsigned char components, std::vector<unsigned char> data);
+    Bitmap(unsigned int width, unsigned int height, unsigned char components,
+           std::vector<unsigned char> data);
     Bitmap(const Bitmap&) = default;
     Bitmap(Bitmap&&) = default;
     Bitmap& operator=(const Bitmap&) = default;

@@ -16,6 +16,7 @@ class VrModelRenderer;
 // type's deleter through make_shared).
 class IOpenVR {
 public:
+    // clang-format off
     virtual bool isVive() = 0;                                                                    // 0
     virtual bool isOculus() = 0;                                                                  // 1
     virtual void submit(vr::EVREye eye, unsigned textureId) = 0;                                  // 2
@@ -38,6 +39,7 @@ public:
                                                     vr::ETrackedPropertyError* error) = 0;        // 13
     virtual VR::VrModelRenderer* loadRenderModel(const char* name) = 0;                           // 14
     virtual bool loadDeviceModel(unsigned deviceIndex) = 0;                                       // 15
+    // clang-format on
 
 protected:
     IOpenVR() = default;

@@ -14,8 +14,7 @@ std::string folder(const std::string& base, const char* name) {
 
 LibrarySettings::LibrarySettings()
     : exeFolder(Platform::executableFolder()), shaders(folder(exeFolder, "Shader")),
-      models(folder(exeFolder, "Models")),
-      font(folder(exeFolder, "Fonts") + "NotoSansCJKsc-Regular.otf") {}
+      models(folder(exeFolder, "Models")), font(folder(exeFolder, "Fonts") + "NotoSansCJKsc-Regular.otf") {}
 
 const LibrarySettings& LibrarySettings::instance() {
     static const LibrarySettings settings;

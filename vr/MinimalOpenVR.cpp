@@ -6,8 +6,8 @@
 #include <exception>
 #include <thread>
 
-#include "platform/Utf.h"
 #include "platform/Log.h"
+#include "platform/Utf.h"
 
 namespace {
 

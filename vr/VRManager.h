@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "platform/Export.h"
 #include "common/IVRView.h"
 #include "common/Vec3d.h"
+#include "platform/Export.h"
 #include "vr/VRGlobals.h"
 
 namespace VR {

@@ -10,8 +10,6 @@
 #include <mutex>
 #include <string>
 
-#include "vr/LibrarySettings.h"
-#include "platform/Utf.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/GLFunctions.h"
@@ -21,6 +19,8 @@
 #include "engine/Texture.h"
 #include "platform/Log.h"
 #include "platform/Platform.h"
+#include "platform/Utf.h"
+#include "vr/LibrarySettings.h"
 #include "vr/points/PointGrabber.h"
 #include "vr/points/PointRenderer.h"
 
@@ -54,7 +54,9 @@ void drainGLErrors() {
     }
 }
 
-void logException(const std::exception& e) { logLine(L"Exception caught: %s\n", utf8ToWide(e.what()).c_str()); }
+void logException(const std::exception& e) {
+    logLine(L"Exception caught: %s\n", utf8ToWide(e.what()).c_str());
+}
 
 // The primary monitor's mode, fetched once for the process: full screen always uses that mode. A copy is
 // kept rather than GLFW's pointer, which dies with glfwTerminate when a host runs several sessions.
@@ -75,8 +77,9 @@ const GLFWvidmode* cachedVideoMode() {
 std::shared_ptr<Brume::Target> makeTarget(unsigned width, unsigned height, GLenum depthFormat) {
     auto color = std::make_shared<Brume::Texture>(static_cast<int>(width), static_cast<int>(height), GL_RGBA,
                                                   GL_LINEAR, GL_LINEAR, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-    auto depth = std::make_shared<Brume::Texture>(static_cast<int>(width), static_cast<int>(height), depthFormat,
-                                                  GL_NEAREST, GL_NEAREST, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
+    auto depth =
+        std::make_shared<Brume::Texture>(static_cast<int>(width), static_cast<int>(height), depthFormat,
+                                         GL_NEAREST, GL_NEAREST, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
     return std::make_shared<Brume::Target>(color, depth);
 }
 
@@ -224,10 +227,8 @@ void VRRenderer::createSceneObjects() {
     auto quadBuffer = std::make_shared<Brume::Buffer>(
         GL_STATIC_DRAW, sizeof(Ko_1_1::Vec3d<float>),
         std::vector<Brume::Buffer::Attribute>{Brume::Buffer::Attribute("position", GL_FLOAT, 3, 0)});
-    quadBuffer->setData(std::vector<Ko_1_1::Vec3d<float>>{{-1.0f, -1.0f, 0.0f},
-                                                          {1.0f, -1.0f, 0.0f},
-                                                          {-1.0f, 1.0f, 0.0f},
-                                                          {1.0f, 1.0f, 0.0f}});
+    quadBuffer->setData(std::vector<Ko_1_1::Vec3d<float>>{
+        {-1.0f, -1.0f, 0.0f}, {1.0f, -1.0f, 0.0f}, {-1.0f, 1.0f, 0.0f}, {1.0f, 1.0f, 0.0f}});
     fullScreenQuad = std::make_shared<Brume::Geometry>(GL_TRIANGLE_STRIP);
     fullScreenQuad->addBuffer(quadBuffer);
 
@@ -235,8 +236,9 @@ void VRRenderer::createSceneObjects() {
     pointGeometry = std::make_shared<Brume::Geometry>(GL_POINTS);
     pointGeometry->addBuffer(std::make_shared<Brume::Buffer>(
         GL_DYNAMIC_DRAW, sizeof(Point3dRGB),
-        std::vector<Brume::Buffer::Attribute>{Brume::Buffer::Attribute("Position", GL_FLOAT, 3, 0),
-                                              Brume::Buffer::Attribute("VertexColor", GL_UNSIGNED_BYTE, 4, 12)}));
+        std::vector<Brume::Buffer::Attribute>{
+            Brume::Buffer::Attribute("Position", GL_FLOAT, 3, 0),
+            Brume::Buffer::Attribute("VertexColor", GL_UNSIGNED_BYTE, 4, 12)}));
     pointMaterial = std::make_shared<Brume::Material>();
     pointMaterial->loadShaders(settings.shaderPath("Points.vrt"), "", settings.shaderPath("Points.frg"));
 }
@@ -311,8 +313,8 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
 
             for (int eye = 0; eye < eyeCount; ++eye) {
                 const auto& eyeToHead = eye == 0 ? leftEyeToHead : rightEyeToHead;
-                const auto projection = !vrEnabled ? leftProjection
-                                                   : withGLDepthRow(eye == 0 ? leftProjection : rightProjection);
+                const auto projection =
+                    !vrEnabled ? leftProjection : withGLDepthRow(eye == 0 ? leftProjection : rightProjection);
                 const auto eyeToWorld = cameraTransform * headPose * eyeToHead;
                 const auto viewProjection = projection * eyeToWorld.affineInverse();
                 auto streamed = streamedCamera(eye, lookAhead);
@@ -427,18 +429,19 @@ void VRRenderer::duplicateFramebufferToWindow() {
     }
     glBindFramebuffer(GL_READ_FRAMEBUFFER, eyeTargets[0]->getFramebuffer());
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-    glBlitFramebuffer(0, 0, static_cast<GLint>(renderWidth), static_cast<GLint>(renderHeight), 0, 0, width, height,
-                      GL_COLOR_BUFFER_BIT, GL_LINEAR);
+    glBlitFramebuffer(0, 0, static_cast<GLint>(renderWidth), static_cast<GLint>(renderHeight), 0, 0, width,
+                      height, GL_COLOR_BUFFER_BIT, GL_LINEAR);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 
 void VRRenderer::createScreenshot(const Ko_1_1::Mat4d<float>& viewMatrix) {
-    std::vector<unsigned char> pixels(static_cast<std::size_t>(windowWidth) * static_cast<std::size_t>(windowHeight) *
-                                      4);
+    std::vector<unsigned char> pixels(static_cast<std::size_t>(windowWidth) *
+                                      static_cast<std::size_t>(windowHeight) * 4);
     glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
     glPixelStorei(GL_PACK_ALIGNMENT, 4);
     glReadPixels(0, 0, windowWidth, windowHeight, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
-    view->onScreenshot(pixels, static_cast<unsigned>(windowWidth), static_cast<unsigned>(windowHeight), viewMatrix);
+    view->onScreenshot(pixels, static_cast<unsigned>(windowWidth), static_cast<unsigned>(windowHeight),
+                       viewMatrix);
 }
 
 void VRRenderer::blur(int eye) {
@@ -470,8 +473,8 @@ void VRRenderer::blur(int eye) {
 
 void VRRenderer::readDepthStencil(std::vector<unsigned int>& values) const {
     glPixelStorei(GL_PACK_ALIGNMENT, 4);
-    glReadPixels(0, 0, static_cast<GLsizei>(renderWidth), static_cast<GLsizei>(renderHeight), GL_DEPTH_STENCIL,
-                 GL_UNSIGNED_INT_24_8, values.data());
+    glReadPixels(0, 0, static_cast<GLsizei>(renderWidth), static_cast<GLsizei>(renderHeight),
+                 GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, values.data());
 }
 
 float VRRenderer::keyboardSpeedFactor() const {
@@ -549,7 +552,8 @@ void VRRenderer::handleKeyboard(const Ko_1_1::Mat4d<float>& viewMatrix, float st
         const int refreshRate = mode ? mode->refreshRate : GLFW_DONT_CARE;
         if (!fullscreen) {
             if (mode != nullptr) {
-                glfwSetWindowMonitor(window, glfwGetPrimaryMonitor(), 0, 0, mode->width, mode->height, refreshRate);
+                glfwSetWindowMonitor(window, glfwGetPrimaryMonitor(), 0, 0, mode->width, mode->height,
+                                     refreshRate);
             }
         } else {
             glfwSetWindowMonitor(window, nullptr, 10, 30, windowWidth, windowHeight, refreshRate);

@@ -8,11 +8,11 @@
 #include <thread>
 #include <vector>
 
-#include "platform/Export.h"
 #include "common/IVRView.h"
 #include "common/Mat4d.h"
 #include "common/Vec3d.h"
 #include "engine/Renderer.h"
+#include "platform/Export.h"
 #include "vr/VRGlobals.h"
 
 struct GLFWwindow;

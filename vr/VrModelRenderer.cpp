@@ -6,14 +6,14 @@
 #include <utility>
 #include <vector>
 
-#include "vr/LibrarySettings.h"
-#include "vr/SharedMaterials.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/Geometry.h"
 #include "engine/Material.h"
 #include "engine/Renderer.h"
 #include "engine/Texture.h"
+#include "vr/LibrarySettings.h"
+#include "vr/SharedMaterials.h"
 
 namespace VR {
 

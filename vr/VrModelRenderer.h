@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/Export.h"
 #include "common/Mat4d.h"
+#include "platform/Export.h"
 
 namespace vr {
 struct RenderModel_t;

@@ -13,6 +13,8 @@
 
 namespace vr {
 
+// The slot tables keep one line per slot with its number; the formatter would break them apart.
+// clang-format off
 class IVRSystem {
 public:
     virtual void GetRecommendedRenderTargetSize(uint32_t* pnWidth, uint32_t* pnHeight) = 0;                    // 0
@@ -200,5 +202,6 @@ typedef uint32_t (*PFN_VR_GetInitToken)();
 } // namespace vr
 
 #if defined(__GNUC__)
+// clang-format on
 #pragma GCC diagnostic pop
 #endif

@@ -142,7 +142,9 @@ enum EVRButtonId : int32_t {
     k_EButton_Max = 64,
 };
 
-inline uint64_t ButtonMaskFromId(EVRButtonId id) { return 1ull << id; }
+inline uint64_t ButtonMaskFromId(EVRButtonId id) {
+    return 1ull << id;
+}
 
 // Enums that appear only in slots the project does not use: declared minimally, 32 bits like all others.
 enum EVRFirmwareError : int32_t { VRFirmwareError_None = 0 };
@@ -262,7 +264,8 @@ static_assert(offsetof(TrackedDevicePose_t, vVelocity) == 48, "TrackedDevicePose
 static_assert(offsetof(TrackedDevicePose_t, vAngularVelocity) == 60, "TrackedDevicePose_t::vAngularVelocity");
 static_assert(offsetof(TrackedDevicePose_t, eTrackingResult) == 72, "TrackedDevicePose_t::eTrackingResult");
 static_assert(offsetof(TrackedDevicePose_t, bPoseIsValid) == 76, "TrackedDevicePose_t::bPoseIsValid");
-static_assert(offsetof(TrackedDevicePose_t, bDeviceIsConnected) == 77, "TrackedDevicePose_t::bDeviceIsConnected");
+static_assert(offsetof(TrackedDevicePose_t, bDeviceIsConnected) == 77,
+              "TrackedDevicePose_t::bDeviceIsConnected");
 static_assert(sizeof(VRControllerAxis_t) == 8, "VRControllerAxis_t");
 static_assert(sizeof(RenderModel_Vertex_t) == 32, "RenderModel_Vertex_t");
 static_assert(offsetof(RenderModel_Vertex_t, vNormal) == 12, "RenderModel_Vertex_t::vNormal");
@@ -280,7 +283,8 @@ static_assert(offsetof(VRControllerState_t, ulButtonTouched) == 16, "VRControlle
 static_assert(offsetof(VRControllerState_t, rAxis) == 24, "VRControllerState_t::rAxis");
 static_assert(sizeof(RenderModel_t) == 32, "RenderModel_t");
 static_assert(offsetof(RenderModel_t, unVertexCount) == 8 && offsetof(RenderModel_t, rIndexData) == 16 &&
-                  offsetof(RenderModel_t, unTriangleCount) == 24 && offsetof(RenderModel_t, diffuseTextureId) == 28,
+                  offsetof(RenderModel_t, unTriangleCount) == 24 &&
+                  offsetof(RenderModel_t, diffuseTextureId) == 28,
               "RenderModel_t fields");
 static_assert(sizeof(RenderModel_TextureMap_t) == 16, "RenderModel_TextureMap_t");
 static_assert(offsetof(RenderModel_TextureMap_t, unHeight) == 2 &&
@@ -293,7 +297,8 @@ static_assert(offsetof(VRControllerState_t, ulButtonTouched) == 12, "VRControlle
 static_assert(offsetof(VRControllerState_t, rAxis) == 20, "VRControllerState_t::rAxis");
 static_assert(sizeof(RenderModel_t) == 28, "RenderModel_t");
 static_assert(offsetof(RenderModel_t, unVertexCount) == 8 && offsetof(RenderModel_t, rIndexData) == 12 &&
-                  offsetof(RenderModel_t, unTriangleCount) == 20 && offsetof(RenderModel_t, diffuseTextureId) == 24,
+                  offsetof(RenderModel_t, unTriangleCount) == 20 &&
+                  offsetof(RenderModel_t, diffuseTextureId) == 24,
               "RenderModel_t fields");
 static_assert(sizeof(RenderModel_TextureMap_t) == 12, "RenderModel_TextureMap_t");
 static_assert(offsetof(RenderModel_TextureMap_t, unHeight) == 2 &&

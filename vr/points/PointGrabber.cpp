@@ -61,7 +61,8 @@ bool PointGrabber::isMoving(const Ko_1_1::Mat4d<float>& previousEye, const Ko_1_
     return static_cast<double>(delta.dot(delta)) > threshold * threshold;
 }
 
-PointGrabber::PointGrabber(PointQuery query) : query(std::move(query)), clock(Platform::monotonicNanoseconds) {}
+PointGrabber::PointGrabber(PointQuery query)
+    : query(std::move(query)), clock(Platform::monotonicNanoseconds) {}
 
 void PointGrabber::setClock(Clock c) {
     if (c) {
@@ -176,7 +177,8 @@ void PointGrabber::run() {
         havePreviousEye = true;
 
         const std::int64_t now = clock();
-        const double dt = static_cast<double>(now - previousTime) / static_cast<double>(NANOSECONDS_PER_SECOND);
+        const double dt =
+            static_cast<double>(now - previousTime) / static_cast<double>(NANOSECONDS_PER_SECOND);
         previousTime = now;
         level = nextQualityLevel(level, eyeToggle, moving, dt);
 

@@ -7,12 +7,12 @@
 #include <thread>
 #include <vector>
 
-#include "platform/Export.h"
 #include "common/Mat4d.h"
 #include "common/Point3dRGB.h"
 #include "common/Point3dRGBA.h"
 #include "common/SVec2d.h"
 #include "common/Vec3d.h"
+#include "platform/Export.h"
 
 namespace VR {
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "vr/LibrarySettings.h"
 #include "engine/Buffer.h"
 #include "engine/GL.h"
 #include "engine/Geometry.h"
 #include "engine/Material.h"
 #include "engine/Renderer.h"
+#include "vr/LibrarySettings.h"
 
 namespace {
 
@@ -94,8 +94,8 @@ void PointRenderer::uploadNewBuffer() {
     }
 }
 
-PointRenderer::DrawSlots PointRenderer::chooseDrawSlots(const VR::PointGrabber::BufferData (&slots)[BUFFER_COUNT],
-                                                      int currentSlot) {
+PointRenderer::DrawSlots
+PointRenderer::chooseDrawSlots(const VR::PointGrabber::BufferData (&slots)[BUFFER_COUNT], int currentSlot) {
     // Slots that never received a batch do not count, so nothing shows until both eyes have one.
     DrawSlots chosen;
     for (int i = 0; i < BUFFER_COUNT; ++i) {

@@ -4,9 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include "platform/Export.h"
 #include "common/Mat4d.h"
 #include "common/Point3dRGB.h"
+#include "platform/Export.h"
 #include "vr/points/PointGrabber.h"
 
 namespace Brume {
@@ -36,7 +36,8 @@ public:
         int firstEye = -1;
         int otherEye = -1;
     };
-    static DrawSlots chooseDrawSlots(const VR::PointGrabber::BufferData (&slots)[BUFFER_COUNT], int currentSlot);
+    static DrawSlots chooseDrawSlots(const VR::PointGrabber::BufferData (&slots)[BUFFER_COUNT],
+                                     int currentSlot);
 
     // Sizes its buffers for the grabber's current resolution, so set that first. The two integers are
     // reserved and not used.
