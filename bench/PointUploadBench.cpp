@@ -179,5 +179,31 @@ void uploadStep(benchmark::State& state) {
 
 } // namespace
 
+// What the renderer's set-up pays for the three point buffers at the viewer's resolution of 1300: each is
+// sized for 1300 x 1300 x 4 points of 16 bytes (108 MB), allocated without data.
+void rendererConstruction(benchmark::State& state) {
+    HiddenContext context;
+    if (context.window == nullptr) {
+        state.SkipWithError("no OpenGL 4.1 core context (is a display or Xvfb available?)");
+        return;
+    }
+    VR::PointGrabber grabber([](float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double>,
+                                Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>,
+                                std::vector<VR::Point3dRGBA>&) {});
+    grabber.setResolution(static_cast<unsigned short>(state.range(0)),
+                          static_cast<unsigned short>(state.range(0)));
+    for (auto _ : state) {
+        PointRenderer renderer(grabber, 1.0f, 0, 0);
+        glFinish();
+        benchmark::DoNotOptimize(renderer.getBuffer(0)->getByteSize());
+    }
+}
+
 BENCHMARK(uploadStep)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(rendererConstruction)
+    ->Arg(10)
+    ->Arg(1300)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
 BENCHMARK(uploadAndDraw)->Unit(benchmark::kMillisecond)->UseRealTime();
