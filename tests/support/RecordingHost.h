@@ -10,78 +10,90 @@
 
 namespace OrvelTest {
 
-// A host view that records every call the library makes (slot, thread, a short argument text) and answers
-// with values the test sets. Safe to call from the library's three threads at once.
+// A host view that records every call the library makes (name and calling thread) and answers with values
+// the test sets. Safe to call from the library's three threads at once.
 class RecordingHost final : public VR::IVRView {
 public:
     struct Call {
-        int slot;
         std::string name;
         std::thread::id thread;
-        std::string args;
     };
-
-    using PointQueryHandler = std::function<void(float, unsigned short, unsigned short, float, float,
-                                                 Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>,
-                                                 Ko_1_1::Vec3d<double>, std::vector<VR::Point3dRGBA>&)>;
-
-    RecordingHost() = default;
-    ~RecordingHost() = default;
-
-    // Answers and hooks set by the test.
-    PointQueryHandler pointQuery;
-    std::function<void()> onViewTransform; // called on the render thread at each setViewTransform
-    std::function<void()> onClosed;
-    int pointSize = 1;
-    bool pendingMeasurement = false;
-
-    std::vector<Call> calls() const;
-    int count(const std::string& name) const;
-    std::vector<std::thread::id> threadsOf(const std::string& name) const;
-    std::vector<int> headsetKinds() const;
-    std::vector<Ko_1_1::Mat4d<float>> viewTransforms() const;
     struct Screenshot {
         std::vector<unsigned char> rgba;
         unsigned width;
         unsigned height;
     };
-    std::vector<Screenshot> screenshots() const;
+    using PointQueryHandler =
+        std::function<void(float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double>,
+                           Ko_1_1::Vec3d<double>, Ko_1_1::Vec3d<double>, std::vector<VR::Point3dRGBA>&)>;
+
+    // Answers and hooks set by the test.
+    PointQueryHandler pointQuery;
+    std::function<void()> onViewTransform; // on the render thread at each setViewTransform
+    int pointSize = 1;
+
+    std::vector<Call> calls() const;
+    int count(const std::string& name) const;
+    std::vector<std::thread::id> threadsOf(const std::string& name) const;
+    std::vector<int> headsetKinds() const { return locked(kinds); }
+    std::vector<Ko_1_1::Mat4d<float>> viewTransforms() const { return locked(transforms); }
+    std::vector<Screenshot> screenshots() const { return locked(shots); }
 
     void queryPoints(float fov, unsigned short width, unsigned short height, float nearZ, float farZ,
                      Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up, Ko_1_1::Vec3d<double> back,
                      std::vector<VR::Point3dRGBA>& points) override;
-    std::vector<VR::MeasurementData> getMeasurements() override;
-    std::vector<VR::AnnotationData> getAnnotations() override;
-    void reservedSlot3() override;
-    void getMeshes(std::vector<VR::MeshData>& meshes) override;
-    bool getHtmlImage(const unsigned char*& pixels, int& width, int& height) override;
-    void sendHtmlPointerMove(int x, int y, bool state) override;
-    void sendHtmlButton(int x, int y, bool state) override;
-    void onVrClosed() override;
-    void onMeasurementFinished(const Ko_1_1::Vec3d<float>& point, float distance, int hitKind) override;
-    void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>& point, float distance, int hitKind) override;
-    void getPendingMeasurement(VR::MeasurementData& measurement) override;
-    void onObjectClicked(Ko_1_1::StringVal* id) override;
+    std::vector<VR::MeasurementData> getMeasurements() override {
+        return record("getMeasurements", std::vector<VR::MeasurementData>{});
+    }
+    std::vector<VR::AnnotationData> getAnnotations() override {
+        return record("getAnnotations", std::vector<VR::AnnotationData>{});
+    }
+    void reservedSlot3() override { record("reservedSlot3"); }
+    void getMeshes(std::vector<VR::MeshData>&) override { record("getMeshes"); }
+    bool getHtmlImage(const unsigned char*&, int&, int&) override { return record("getHtmlImage", false); }
+    void sendHtmlPointerMove(int, int, bool) override { record("sendHtmlPointerMove"); }
+    void sendHtmlButton(int, int, bool) override { record("sendHtmlButton"); }
+    void onVrClosed() override { record("onVrClosed"); }
+    void onMeasurementFinished(const Ko_1_1::Vec3d<float>&, float, int) override {
+        record("onMeasurementFinished");
+    }
+    void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>&, float, int) override {
+        record("onMeasurementPointAdded");
+    }
+    void getPendingMeasurement(VR::MeasurementData&) override { record("getPendingMeasurement"); }
+    void onObjectClicked(Ko_1_1::StringVal*) override { record("onObjectClicked"); }
     void onScreenshot(const std::vector<unsigned char>& rgba, unsigned width, unsigned height,
                       const Ko_1_1::Mat4d<float>& view) override;
     void setHeadsetKind(int kind) override;
-    bool takeFlyToRequest(Ko_1_1::Vec3d<float>& target, float& distance, Ko_1_1::Vec3d<float>& direction) override;
+    bool takeFlyToRequest(Ko_1_1::Vec3d<float>&, float&, Ko_1_1::Vec3d<float>&) override {
+        return record("takeFlyToRequest", false);
+    }
     void setViewTransform(const Ko_1_1::Mat4d<float>& transform) override;
-    void reservedSlot17() override;
-    bool isHeightLocked() override;
-    void reservedSlot19() override;
-    int getPointSize() override;
-    std::string getLengthUnitText() override;
-    std::string formatLength(float length) override;
-    bool hasPendingMeasurement() override;
-    void clearPendingMeasurement() override;
-    void reservedSlot25() override;
-    bool isMeshVisible() override;
-    bool loadMeshData(Ko_1_1::StringVal* const& path, std::vector<float>& positions, std::vector<float>& attributes,
-                      std::vector<unsigned int>& indices) override;
+    void reservedSlot17() override { record("reservedSlot17"); }
+    bool isHeightLocked() override { return record("isHeightLocked", false); }
+    void reservedSlot19() override { record("reservedSlot19"); }
+    int getPointSize() override { return record("getPointSize", pointSize); }
+    std::string getLengthUnitText() override { return record("getLengthUnitText", std::string("m")); }
+    std::string formatLength(float length) override { return record("formatLength", std::to_string(length)); }
+    bool hasPendingMeasurement() override { return record("hasPendingMeasurement", false); }
+    void clearPendingMeasurement() override { record("clearPendingMeasurement"); }
+    void reservedSlot25() override { record("reservedSlot25"); }
+    bool isMeshVisible() override { return record("isMeshVisible", false); }
+    bool loadMeshData(Ko_1_1::StringVal* const&, std::vector<float>&, std::vector<float>&,
+                      std::vector<unsigned int>&) override {
+        return record("loadMeshData", false);
+    }
 
 private:
-    void record(int slot, const char* name, std::string args = {});
+    void record(const char* name);
+    template <typename T> T record(const char* name, T answer) {
+        record(name);
+        return answer;
+    }
+    template <typename T> T locked(const T& value) const {
+        std::lock_guard<std::mutex> lock(mutex);
+        return value;
+    }
 
     mutable std::mutex mutex;
     std::vector<Call> log;
