@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "platform/Utf.h"
 #include "platform/Platform.h"
+#include "platform/Utf.h"
 #include "tests/support/SimVRFixture.h"
 #include "vr/OpenVRLibrary.h"
 
