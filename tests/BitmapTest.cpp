@@ -8,32 +8,7 @@
 #include "tests/support/TempFolder.h"
 #include "text/Bitmap.h"
 
-namespace {
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-} // namespace
-
-TEST(Bitmap, TakesOverMatchingDataAndZeroFillsOtherwise) {
-    EXPECT_EQ(Bitmap(2, 2, 1, {}).bytes(), std::vector<std::uint8_t>(4, 0));
-    EXPECT_EQ(Bitmap(2, 3, 1, {1, 2, 3}).bytes(), std::vector<std::uint8_t>(6, 0));
-
-    std::vector<unsigned char> data{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-    const unsigned char* storage = data.data();
-    Bitmap taken(2, 2, 3, std::move(data));
-    EXPECT_EQ(taken.data(), storage) << "a matching vector is moved, not copied";
-    taken.clear();
-    EXPECT_EQ(taken.bytes(), std::vector<std::uint8_t>(12, 0));
-}
-
 TEST(Bitmap, SetPixelFlipsWithoutSubtractingOne) {
-    Bitmap bitmap(2, 2, 1, {});
-    bitmap.setPixel(1, 1, 200);
-    EXPECT_EQ(bitmap.bytes(), (std::vector<std::uint8_t>{0, 0, 0, 200}));
-
     Bitmap tall(3, 4, 1, {});
     tall.setPixel(0, 1, 1); // last array row
     tall.setPixel(2, 3, 3); // array row 1
@@ -41,10 +16,6 @@ TEST(Bitmap, SetPixelFlipsWithoutSubtractingOne) {
     tall.setPixel(3, 2, 9);
     tall.setPixel(0, 4, 9);
     EXPECT_EQ(tall.bytes(), (std::vector<std::uint8_t>{0, 0, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0}));
-
-    Bitmap rgb(2, 2, 3, {});
-    rgb.setPixel(1, 1, 200);
-    EXPECT_EQ(rgb.bytes(), std::vector<std::uint8_t>(12, 0)) << "multi-channel bitmaps are left alone";
 }
 
 TEST(Bitmap, SavesPlainPPM) {
@@ -54,23 +25,22 @@ TEST(Bitmap, SavesPlainPPM) {
         bool saved;
         const char* text;
     } cases[] = {
-        {Bitmap(1, 1, 1, {7}), true, "P3\n1 1\n255\n7 7 7 \n\n"},
         {Bitmap(2, 1, 1, {1, 2}), true, "P3\n2 1\n255\n1 1 1 \n2 2 2 \n\n"},
         // Four channels: the first byte of each pixel is skipped; rows are written in array order.
         {Bitmap(1, 2, 4, {9, 1, 2, 3, 9, 4, 5, 6}), true, "P3\n1 2\n255\n1 2 3 \n\n4 5 6 \n\n"},
         // Three channels take bytes 1..3, so the last value is the next pixel's first byte (0 after the
         // last).
         {Bitmap(2, 1, 3, {10, 11, 12, 20, 21, 22}), true, "P3\n2 1\n255\n11 12 20 \n21 22 0 \n\n"},
-        // Two channels are refused after the header is written, unless there are no pixels to refuse.
+        // Two channels are refused after the header is written.
         {Bitmap(1, 1, 2, {}), false, "P3\n1 1\n255\n"},
-        {Bitmap(0, 0, 2, {}), true, "P3\n0 0\n255\n"},
     };
     int index = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         const std::string path = folder.path("bitmap" + std::to_string(index++) + ".ppm");
         EXPECT_EQ(c.bitmap.saveToPPM(path.c_str()), c.saved);
-        EXPECT_EQ(readFile(path), c.text);
+        std::ifstream in(path, std::ios::binary);
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), c.text);
     }
     EXPECT_FALSE(Bitmap(1, 1, 1, {}).saveToPPM(folder.path("no/such/folder/x.ppm").c_str()));
 }

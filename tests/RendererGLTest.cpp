@@ -1,23 +1,33 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "common/Mat4d.h"
 #include "engine/Buffer.h"
+#include "engine/Exception.h"
+#include "engine/GLFunctions.h"
 #include "engine/Geometry.h"
 #include "engine/Material.h"
 #include "engine/Renderer.h"
+#include "engine/Shader.h"
 #include "engine/Target.h"
 #include "engine/Texture.h"
 #include "tests/support/GLContext.h"
+#include "tests/support/Messages.h"
 
 using namespace Brume;
 using OrvelTest::makeMaterial;
 using OrvelTest::makeTexture;
+using OrvelTest::thrownMessage;
 
 namespace {
+
+using Layout = std::vector<Buffer::Attribute>;
 
 struct Vertex {
     float x, y, z;
@@ -26,18 +36,24 @@ struct Color {
     std::uint8_t r, g, b, a;
 };
 
-// Two materials reading the same inputs at swapped locations; colours pass straight through.
+// Six vertices along the bottom and top edges of clip space: x = -1, 0, 1.
+const std::vector<Vertex> GRID = {{-1, -1, 0}, {0, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {0, 1, 0}, {1, 1, 0}};
+
+// Reads inputs at the given locations; the colour passes straight through.
 std::string colouredVertexShader(int positionLocation, int colorLocation) {
     return "#version 410 core\nlayout(location = " + std::to_string(positionLocation) +
            ") in vec3 Position;\nlayout(location = " + std::to_string(colorLocation) +
            ") in vec4 VertexColor;\nout vec4 color;\n"
-           "void main() { color = VertexColor; gl_PointSize = 1.0; gl_Position = vec4(Position, 1.0); }\n";
+           "void main() { color = VertexColor; gl_Position = vec4(Position, 1.0); }\n";
 }
 const char* const PASS_THROUGH = "#version 410 core\nin vec4 color;\nout vec4 fragColor;\n"
                                  "void main() { fragColor = color; }\n";
 
-// Six vertices along the bottom and top edges of clip space: x = -1, 0, 1.
-const std::vector<Vertex> GRID = {{-1, -1, 0}, {0, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {0, 1, 0}, {1, 1, 0}};
+GLint integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
 
 class RendererGLTest : public OrvelTest::GLTest {
 protected:
@@ -59,16 +75,16 @@ protected:
         GLTest::TearDown();
     }
 
-    static std::shared_ptr<Geometry> geometry(GLenum mode, const std::vector<Vertex>& positions,
-                                              std::size_t colors, Color color) {
-        auto result = std::make_shared<Geometry>(mode);
-        auto position = std::make_shared<Buffer>(
-            GL_STATIC_DRAW, 12, std::vector<Buffer::Attribute>{{"Position", GL_FLOAT, 3, 0}});
+    // Positions, and as many colour records as given.
+    static std::shared_ptr<Geometry> geometry(const std::vector<Vertex>& positions, std::size_t colors = 0,
+                                              Color color = {255, 0, 0, 255}) {
+        auto result = std::make_shared<Geometry>(GL_TRIANGLES);
+        auto position = std::make_shared<Buffer>(GL_STATIC_DRAW, 12, Layout{{"Position", GL_FLOAT, 3, 0}});
         position->setData(positions);
         result->addBuffer(position);
         if (colors > 0) {
-            auto colour = std::make_shared<Buffer>(
-                GL_STATIC_DRAW, 4, std::vector<Buffer::Attribute>{{"VertexColor", GL_UNSIGNED_BYTE, 4, 0}});
+            auto colour =
+                std::make_shared<Buffer>(GL_STATIC_DRAW, 4, Layout{{"VertexColor", GL_UNSIGNED_BYTE, 4, 0}});
             colour->setData(std::vector<Color>(colors, color));
             result->addBuffer(colour);
         }
@@ -81,43 +97,134 @@ protected:
     Renderer renderer;
 };
 
-const Color RED = {255, 0, 0, 255};
-
 } // namespace
 
-TEST_F(RendererGLTest, IndexedDrawStartsAtFirstIndex) {
-    auto red = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
-    auto quads = geometry(GL_TRIANGLES, GRID, GRID.size(), RED);
-    // Left half: two triangles; right half: two more.
+TEST_F(RendererGLTest, EngineFailuresCarryTheirFixedMessages) {
+    Buffer buffer(GL_DYNAMIC_DRAW, 8, {{"Value", GL_FLOAT, 2, 0}});
+    buffer.setData(std::vector<float>{1, 2, 3, 4});
+    const float two[2] = {7, 8};
+    Geometry geometry(GL_TRIANGLES);
+    geometry.addBuffer(std::make_shared<Buffer>(GL_STATIC_DRAW, 12, Layout{{"Position", GL_FLOAT, 3, 0}}));
+    auto material = makeMaterial("#version 410 core\nin vec3 Position;\nuniform float unused;\n"
+                                 "void main() { gl_Position = vec4(Position, 1.0); }\n",
+                                 "#version 410 core\nout vec4 c;\nvoid main() { c = vec4(1.0); }\n");
+
+    const struct {
+        std::function<void()> action;
+        const char* message;
+    } cases[] = {
+        {[] { Buffer::Attribute("Position", GL_FLOAT, 5, 0); }, "Number of components must be 1, 2, 3 or 4."},
+        // The largest end counts, not the last attribute's.
+        {[] {
+             Buffer(GL_STATIC_DRAW, 15, {{"Color", GL_UNSIGNED_BYTE, 4, 12}, {"Position", GL_FLOAT, 3, 0}});
+         },
+         "Attributes require bigger stride than specified"},
+        {[] {
+             Buffer(GL_STATIC_DRAW, 12, {{"Index", GL_INT, 1, 0}});
+         },
+         "Unknown attribute type encountered"},
+        // Stride 0 skips the size checks but not the name check.
+        {[] {
+             Buffer(GL_STATIC_DRAW, 0, {{"uv", GL_INT, 3, 0}, {"uv", GL_FLOAT, 3, 0}});
+         },
+         "Attributes with duplicate names encountered"},
+        // An exact fit, names differing in case and zero components are accepted.
+        {[] {
+             Buffer(GL_STATIC_DRAW, 16,
+                    {{"Position", GL_FLOAT, 3, 0},
+                     {"position", GL_FLOAT, 0, 0},
+                     {"Color", GL_UNSIGNED_BYTE, 4, 12}});
+         },
+         "<no exception>"},
+        {[&] { buffer.subData(two, 2, 8); }, "<no exception>"}, // ends exactly at the uploaded size
+        {[&] { buffer.subData(two, 2, 9); }, "Buffer::subData out of bounds"},
+        // Only the name matters for a clash, not type or offset.
+        {[&] {
+             geometry.addBuffer(
+                 std::make_shared<Buffer>(GL_STATIC_DRAW, 4, Layout{{"Position", GL_FLOAT, 1, 0}}));
+         },
+         "Attribute is already in use."},
+        {[] { makeTexture(1, 1, GL_RGB); }, "Invalid texture format."},
+        {[] { Target(nullptr, nullptr); }, "colorBuffer must not be nullptr"},
+        {[] { Target(makeTexture(4, 4, GL_RGBA), nullptr); }, "depthBuffer must not be nullptr"},
+        // A depth texture cannot be a colour attachment: GL itself rejects it.
+        {[] { Target(makeTexture(4, 4, GL_DEPTH_COMPONENT), makeTexture(4, 4, GL_DEPTH_COMPONENT)); },
+         "Frame buffer incomplete."},
+        {[] { loadShaderFile("/no/such/folder/Missing.vrt", GL_VERTEX_SHADER); },
+         "Failed to open shader file."},
+        // Declared but optimised away, or misspelt: both are inactive.
+        {[&] { material->set("unused", 1.0f); }, "unused is not an active uniform variable."},
+        {[&] { material->set("tex", makeTexture(1, 1, GL_RGBA)); }, "tex is not an active uniform variable."},
+        // Another thread has no context current: it must not be answered from this thread's cached limit.
+        {[] {
+             maxTextureSize();
+             std::string message;
+             std::thread([&] { message = thrownMessage(maxTextureSize); }).join();
+             throw Exception(message);
+         },
+         "No OpenGL rendering context found."},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(thrownMessage(c.action), c.message);
+    }
+    EXPECT_EQ(geometry.getBuffers().size(), 1u) << "a clashing buffer is not added";
+    EXPECT_TRUE(material->getTextures().empty());
+
+    // A compile failure carries the compiler's log.
+    const std::string log = thrownMessage(
+        [] { Shader("#version 410 core\nvoid main() { undeclared = 1.0; }\n", GL_FRAGMENT_SHADER); });
+    EXPECT_NE(log.find("undeclared"), std::string::npos) << log;
+}
+
+TEST_F(RendererGLTest, DrawsIndexedRangeWithUniformsAndTextures) {
+    // Each sampler contributes one channel, so (255, 255, 128) means every sampler saw its own texture and
+    // the tint reached the program.
+    auto sampling = makeMaterial(
+        "#version 410 core\nin vec3 Position;\nuniform mat4 transform;\n"
+        "void main() { gl_Position = transform * vec4(Position, 1.0); }\n",
+        "#version 410 core\nuniform sampler2D red;\nuniform sampler2D green;\nuniform sampler2D blue;\n"
+        "uniform vec4 tint;\nout vec4 c;\nvoid main() {\n vec2 p = vec2(0.5);\n"
+        " c = tint * vec4(texture(red, p).r, texture(green, p).g, texture(blue, p).b, 1.0);\n}\n");
+    const char* names[3] = {"red", "green", "blue"};
+    const std::uint32_t colors[3] = {0xff0000ffu, 0xff00ff00u, 0xffff0000u}; // RGBA bytes in little endian
+    for (int i = 0; i < 3; ++i) {
+        auto texture = makeTexture(1, 1, GL_RGBA);
+        texture->setData(&colors[i], 4);
+        sampling->set(names[i], texture);
+    }
+    const float tint[4] = {1, 1, 0.5f, 1};
+    sampling->set("tint", tint);
+    // Moves the right half onto the left half; transposed, the translation would end up in w.
+    Ko_1_1::Mat4d<float> transform;
+    transform.at(0, 3) = -1.0f;
+    sampling->set("transform", transform);
+
+    auto quads = geometry(GRID);
+    // Left half: two triangles; right half: two more. Only the right half is drawn.
     const std::uint32_t indices[12] = {0, 1, 3, 1, 4, 3, 1, 2, 4, 2, 5, 4};
     quads->setIndices(indices, 12, GL_UNSIGNED_INT, 4);
-
+    glActiveTexture(GL_TEXTURE5);
     renderer.clear();
-    renderer.draw(red, quads, 6, 6);
-    EXPECT_FALSE(lit(0, 0));
-    EXPECT_FALSE(lit(1, 3));
-    EXPECT_TRUE(lit(2, 0));
-    EXPECT_TRUE(lit(3, 3));
-
-    // Only the second triangle, (0,-1) (0,1) (-1,1): the upper right corner of the left half.
-    renderer.clear();
-    renderer.draw(red, quads, 3, 3);
-    EXPECT_TRUE(lit(1, 3));
-    EXPECT_FALSE(lit(0, 0));
+    renderer.draw(sampling, quads, 6, 6);
+    const OrvelTest::Rgba pixel = OrvelTest::readPixel(1, 1);
+    EXPECT_EQ(pixel.r, 255);
+    EXPECT_EQ(pixel.g, 255);
+    EXPECT_NEAR(pixel.b, 128, 1);
+    EXPECT_TRUE(lit(0, 3));
+    EXPECT_FALSE(lit(2, 1));
     EXPECT_FALSE(lit(3, 3));
+    EXPECT_EQ(integer(GL_ACTIVE_TEXTURE), GL_TEXTURE2) << "left on the last sampler's unit";
+    glActiveTexture(GL_TEXTURE0);
 }
 
 TEST_F(RendererGLTest, AttributesAreSetUpByNameOnEveryDraw) {
     auto first = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
     auto swapped = makeMaterial(colouredVertexShader(1, 0), PASS_THROUGH);
-    auto quad =
-        geometry(GL_TRIANGLES, {{-1, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}}, 6,
-                 Color{255, 128, 0, 255});
-    for (const auto& mat : {first, swapped, first}) {
-        OrvelTest::GLCallRecorder recorder;
+    auto quad = geometry({{-1, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}}, 6,
+                         Color{255, 128, 0, 255});
+    for (const auto& material : {first, swapped, first}) {
         renderer.clear();
-        renderer.draw(mat, quad, 0, 0);
-        EXPECT_EQ(recorder.count("glGetAttribLocation"), 2);
+        renderer.draw(material, quad, 0, 0);
         // Unsigned bytes arrive normalised: 128 stays 128 on the way through.
         const OrvelTest::Rgba pixel = OrvelTest::readPixel(2, 2);
         EXPECT_EQ(pixel.r, 255);
@@ -126,82 +233,64 @@ TEST_F(RendererGLTest, AttributesAreSetUpByNameOnEveryDraw) {
     }
 }
 
-TEST_F(RendererGLTest, PointDrawCountsLargestBufferAndKeepsProgramPointSize) {
-    auto points = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
-    auto cloud = geometry(GL_POINTS, std::vector<Vertex>(10, Vertex{0, 0, 0}), 25, RED);
-    // The position buffer says 10 vertices but holds 25, so reading 25 stays inside its storage.
-    glBindBuffer(GL_ARRAY_BUFFER, cloud->getBuffers()[0]->getId());
-    const std::vector<Vertex> storage(25, Vertex{0, 0, 0});
-    glBufferData(GL_ARRAY_BUFFER, 25 * sizeof(Vertex), storage.data(), GL_STATIC_DRAW);
+TEST_F(RendererGLTest, BindingsOutsideWhatIsDrawnAreLeftAlone) {
+    // Texture work happens on unit 0 and leaves the active unit and every unit's binding as they were.
+    GLuint drawn[2] = {};
+    glGenTextures(2, drawn);
+    glBindTexture(GL_TEXTURE_2D, drawn[0]);
+    glActiveTexture(GL_TEXTURE3);
+    glBindTexture(GL_TEXTURE_2D, drawn[1]);
+    auto texture = makeTexture(4, 4, GL_RGBA, GL_LINEAR_MIPMAP_LINEAR);
+    const std::uint32_t pixels[16] = {};
+    texture->setData(pixels, 4);
+    EXPECT_TRUE(texture->isComplete()) << "setData generates the mipmaps";
+    EXPECT_EQ(thrownMessage([] { makeTexture(1, 1, GL_RGB); }), "Invalid texture format.");
+    EXPECT_EQ(integer(GL_ACTIVE_TEXTURE), GL_TEXTURE3);
+    EXPECT_EQ(static_cast<GLuint>(integer(GL_TEXTURE_BINDING_2D)), drawn[1]);
+    glActiveTexture(GL_TEXTURE0);
+    EXPECT_EQ(static_cast<GLuint>(integer(GL_TEXTURE_BINDING_2D)), drawn[0]);
+    glDeleteTextures(2, drawn);
 
-    GLuint query = 0;
-    glGenQueries(1, &query);
-    auto primitives = [&](std::int64_t first, std::int64_t count) {
-        glBeginQuery(GL_PRIMITIVES_GENERATED, query);
-        renderer.draw(points, cloud, first, count);
-        glEndQuery(GL_PRIMITIVES_GENERATED);
-        GLuint result = 0;
-        glGetQueryObjectuiv(query, GL_QUERY_RESULT, &result);
-        return result;
-    };
-    glDisable(GL_PROGRAM_POINT_SIZE);
-    EXPECT_EQ(primitives(0, 0), 25u);
-    EXPECT_EQ(glIsEnabled(GL_PROGRAM_POINT_SIZE), GL_TRUE);
-    EXPECT_EQ(primitives(5, 3), 3u);
-    glDeleteQueries(1, &query);
-}
+    // A target that fails leaves no frame buffer bound.
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    thrownMessage(
+        [] { Target(makeTexture(4, 4, GL_DEPTH_COMPONENT), makeTexture(4, 4, GL_DEPTH_COMPONENT)); });
+    EXPECT_EQ(integer(GL_FRAMEBUFFER_BINDING), 0);
 
-TEST_F(RendererGLTest, NullTargetDrawUsesBoundFrameBufferButClearBindsDefault) {
+    // Without a target a draw goes to whatever frame buffer is bound, but clear binds the default one.
     auto red = makeMaterial(colouredVertexShader(0, 1), PASS_THROUGH);
-    auto quads = geometry(GL_TRIANGLES, GRID, GRID.size(), RED);
+    auto quads = geometry(GRID, GRID.size());
     const std::uint32_t indices[6] = {0, 2, 3, 2, 5, 3};
     quads->setIndices(indices, 6, GL_UNSIGNED_INT, 4);
-    GLint bound = -1;
-
-    renderer.clear(); // into the target, which the null-target draw below must then still use
+    renderer.clear();
     renderer.setTarget(nullptr);
     renderer.draw(red, quads, 0, 0);
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound);
-    EXPECT_EQ(static_cast<GLuint>(bound), target->getFramebuffer());
+    EXPECT_EQ(static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING)), target->getFramebuffer());
     EXPECT_TRUE(lit(1, 1));
-
     renderer.clear();
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound);
-    EXPECT_EQ(bound, 0);
-
-    // With a target, the draw binds it too.
+    EXPECT_EQ(integer(GL_FRAMEBUFFER_BINDING), 0);
     renderer.setTarget(target);
     renderer.draw(red, quads, 0, 0);
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &bound);
-    EXPECT_EQ(static_cast<GLuint>(bound), target->getFramebuffer());
+    EXPECT_EQ(static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING)), target->getFramebuffer());
 }
 
-TEST_F(RendererGLTest, MaterialTexturesAreBoundToTheirUnits) {
-    // Each sampler contributes one channel, so white means every sampler saw its own texture.
-    auto sampling = makeMaterial(
-        "#version 410 core\nin vec3 Position;\nvoid main() { gl_Position = vec4(Position, 1.0); }\n",
-        "#version 410 core\nuniform sampler2D red;\nuniform sampler2D green;\n"
-        "uniform sampler2D blue;\nout vec4 c;\nvoid main() {\n vec2 p = vec2(0.5);\n"
-        " c = vec4(texture(red, p).r, texture(green, p).g, texture(blue, p).b, 1.0);\n}\n");
-    const char* names[3] = {"red", "green", "blue"};
-    const std::uint32_t colors[3] = {0xff0000ffu, 0xff00ff00u, 0xffff0000u}; // RGBA bytes in little endian
-    std::shared_ptr<Texture> textures[3];
-    for (int i = 0; i < 3; ++i) {
-        textures[i] = makeTexture(1, 1, GL_RGBA);
-        textures[i]->setData(&colors[i], 4);
-        sampling->set(names[i], textures[i]);
+TEST_F(RendererGLTest, BgrUploadsWithTheGivenAlignmentAndWithoutMipmaps) {
+    // Rows of a 3x2 BGR image are 9 bytes long: only alignment 1 finds the second row at byte 9.
+    auto bgr = makeTexture(3, 2, GL_BGR, GL_LINEAR);
+    unsigned char pixels[18];
+    for (int i = 0; i < 18; ++i) {
+        pixels[i] = static_cast<unsigned char>(i + 1);
     }
-    auto quad = geometry(GL_TRIANGLE_STRIP, {{-1, -1, 0}, {1, -1, 0}, {-1, 1, 0}, {1, 1, 0}}, 0, RED);
-
-    glActiveTexture(GL_TEXTURE5);
-    renderer.clear();
-    renderer.draw(sampling, quad, 0, 0);
-    const OrvelTest::Rgba pixel = OrvelTest::readPixel(1, 1);
-    EXPECT_EQ(pixel.r, 255);
-    EXPECT_EQ(pixel.g, 255);
-    EXPECT_EQ(pixel.b, 255);
-    GLint active = 0;
-    glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
-    EXPECT_EQ(active, GL_TEXTURE2);
-    glActiveTexture(GL_TEXTURE0);
+    bgr->setData(pixels, 1);
+    unsigned char rgba[24] = {};
+    GLint level1 = 0;
+    glBindTexture(GL_TEXTURE_2D, bgr->getId());
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, rgba);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 1, GL_TEXTURE_WIDTH, &level1);
+    EXPECT_EQ(rgba[12], 12); // second row, first pixel: blue 10, green 11, red 12
+    EXPECT_EQ(rgba[14], 10);
+    EXPECT_EQ(level1, 0); // GL_LINEAR wants no mipmaps, so none were made
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
 }

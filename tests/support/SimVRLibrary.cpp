@@ -19,12 +19,7 @@ SimVRLibrary::SimVRLibrary() {
     shutdown = function<vr::PFN_VR_ShutdownInternal>("VR_ShutdownInternal");
     isHmdPresent = function<vr::PFN_VR_IsHmdPresent>("VR_IsHmdPresent");
     isRuntimeInstalled = function<vr::PFN_VR_IsRuntimeInstalled>("VR_IsRuntimeInstalled");
-    errorSymbol = function<vr::PFN_VR_GetVRInitErrorAsSymbol>("VR_GetVRInitErrorAsSymbol");
-    errorDescription =
-        function<vr::PFN_VR_GetVRInitErrorAsEnglishDescription>("VR_GetVRInitErrorAsEnglishDescription");
     getInterface = function<vr::PFN_VR_GetGenericInterface>("VR_GetGenericInterface");
-    isInterfaceValid = function<vr::PFN_VR_IsInterfaceVersionValid>("VR_IsInterfaceVersionValid");
-    initToken = function<vr::PFN_VR_GetInitToken>("VR_GetInitToken");
 }
 
 void* SimVRLibrary::symbol(const char* name) const {

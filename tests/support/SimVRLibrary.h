@@ -29,11 +29,7 @@ public:
     vr::PFN_VR_ShutdownInternal shutdown = nullptr;
     vr::PFN_VR_IsHmdPresent isHmdPresent = nullptr;
     vr::PFN_VR_IsRuntimeInstalled isRuntimeInstalled = nullptr;
-    vr::PFN_VR_GetVRInitErrorAsSymbol errorSymbol = nullptr;
-    vr::PFN_VR_GetVRInitErrorAsEnglishDescription errorDescription = nullptr;
     vr::PFN_VR_GetGenericInterface getInterface = nullptr;
-    vr::PFN_VR_IsInterfaceVersionValid isInterfaceValid = nullptr;
-    vr::PFN_VR_GetInitToken initToken = nullptr;
 
     vr::IVRSystem* system = nullptr;
     vr::IVRCompositor* compositor = nullptr;
