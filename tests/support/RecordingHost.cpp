@@ -63,4 +63,73 @@ void RecordingHost::setViewTransform(const Ko_1_1::Mat4d<float>& transform) {
     }
 }
 
+void RecordingHost::setObjects(std::vector<VR::MeasurementData> m, std::vector<VR::AnnotationData> a) {
+    std::lock_guard<std::mutex> lock(mutex);
+    measurements = std::move(m);
+    annotations = std::move(a);
+}
+
+std::vector<VR::MeasurementData> RecordingHost::getMeasurements() {
+    record("getMeasurements");
+    return locked(measurements);
+}
+
+std::vector<VR::AnnotationData> RecordingHost::getAnnotations() {
+    record("getAnnotations");
+    return locked(annotations);
+}
+
+void RecordingHost::getMeshes(std::vector<VR::MeshData>& out) {
+    record("getMeshes");
+    out = meshes;
+}
+
+void RecordingHost::setPage(std::vector<unsigned char> bgra, int width, int height) {
+    std::lock_guard<std::mutex> lock(mutex);
+    page = std::move(bgra);
+    pageWidth = width;
+    pageHeight = height;
+    pageChanged = true;
+}
+
+bool RecordingHost::getHtmlImage(const unsigned char*& pixels, int& width, int& height) {
+    record("getHtmlImage");
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!pageChanged) {
+        return false;
+    }
+    // The pixels must stay valid after the call: the shown copy is only replaced at the next change.
+    pageShown = page;
+    pageChanged = false;
+    pixels = pageShown.data();
+    width = pageWidth;
+    height = pageHeight;
+    return true;
+}
+
+void RecordingHost::setPendingMeasurement(VR::MeasurementData measurement) {
+    std::lock_guard<std::mutex> lock(mutex);
+    pending = {std::move(measurement)};
+}
+
+bool RecordingHost::hasPendingMeasurement() {
+    record("hasPendingMeasurement");
+    std::lock_guard<std::mutex> lock(mutex);
+    return !pending.empty();
+}
+
+void RecordingHost::getPendingMeasurement(VR::MeasurementData& measurement) {
+    record("getPendingMeasurement");
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!pending.empty()) {
+        measurement = pending.front();
+    }
+}
+
+void RecordingHost::clearPendingMeasurement() {
+    record("clearPendingMeasurement");
+    std::lock_guard<std::mutex> lock(mutex);
+    pending.clear();
+}
+
 } // namespace OrvelTest

@@ -31,6 +31,16 @@ public:
     PointQueryHandler pointQuery;
     std::function<void()> onViewTransform; // on the render thread at each setViewTransform
     int pointSize = 1;
+    bool meshVisible = false;
+    std::vector<VR::MeshData> meshes; // handed over once, at set-up
+
+    // Objects the object grabber thread fetches; safe to change while a run goes on.
+    void setObjects(std::vector<VR::MeasurementData> measurements,
+                    std::vector<VR::AnnotationData> annotations);
+    // A tablet page (BGRA, rows top first) the tablet takes over at its next draw.
+    void setPage(std::vector<unsigned char> bgra, int width, int height);
+    // A refined measurement the frame loop takes over at its next pass.
+    void setPendingMeasurement(VR::MeasurementData measurement);
 
     std::vector<Call> calls() const;
     int count(const std::string& name) const;
@@ -42,15 +52,11 @@ public:
     void queryPoints(float fov, unsigned short width, unsigned short height, float nearZ, float farZ,
                      Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up, Ko_1_1::Vec3d<double> back,
                      std::vector<VR::Point3dRGBA>& points) override;
-    std::vector<VR::MeasurementData> getMeasurements() override {
-        return record("getMeasurements", std::vector<VR::MeasurementData>{});
-    }
-    std::vector<VR::AnnotationData> getAnnotations() override {
-        return record("getAnnotations", std::vector<VR::AnnotationData>{});
-    }
+    std::vector<VR::MeasurementData> getMeasurements() override;
+    std::vector<VR::AnnotationData> getAnnotations() override;
     void reservedSlot3() override { record("reservedSlot3"); }
-    void getMeshes(std::vector<VR::MeshData>&) override { record("getMeshes"); }
-    bool getHtmlImage(const unsigned char*&, int&, int&) override { return record("getHtmlImage", false); }
+    void getMeshes(std::vector<VR::MeshData>& out) override;
+    bool getHtmlImage(const unsigned char*& pixels, int& width, int& height) override;
     void sendHtmlPointerMove(int, int, bool) override { record("sendHtmlPointerMove"); }
     void sendHtmlButton(int, int, bool) override { record("sendHtmlButton"); }
     void onVrClosed() override { record("onVrClosed"); }
@@ -60,7 +66,7 @@ public:
     void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>&, float, int) override {
         record("onMeasurementPointAdded");
     }
-    void getPendingMeasurement(VR::MeasurementData&) override { record("getPendingMeasurement"); }
+    void getPendingMeasurement(VR::MeasurementData& measurement) override;
     void onObjectClicked(Ko_1_1::StringVal*) override { record("onObjectClicked"); }
     void onScreenshot(const std::vector<unsigned char>& rgba, unsigned width, unsigned height,
                       const Ko_1_1::Mat4d<float>& view) override;
@@ -75,10 +81,10 @@ public:
     int getPointSize() override { return record("getPointSize", pointSize); }
     std::string getLengthUnitText() override { return record("getLengthUnitText", std::string("m")); }
     std::string formatLength(float length) override { return record("formatLength", std::to_string(length)); }
-    bool hasPendingMeasurement() override { return record("hasPendingMeasurement", false); }
-    void clearPendingMeasurement() override { record("clearPendingMeasurement"); }
+    bool hasPendingMeasurement() override;
+    void clearPendingMeasurement() override;
     void reservedSlot25() override { record("reservedSlot25"); }
-    bool isMeshVisible() override { return record("isMeshVisible", false); }
+    bool isMeshVisible() override { return record("isMeshVisible", meshVisible); }
     bool loadMeshData(Ko_1_1::StringVal* const&, std::vector<float>&, std::vector<float>&,
                       std::vector<unsigned int>&) override {
         return record("loadMeshData", false);
@@ -100,6 +106,14 @@ private:
     std::vector<int> kinds;
     std::vector<Ko_1_1::Mat4d<float>> transforms;
     std::vector<Screenshot> shots;
+    std::vector<VR::MeasurementData> measurements;
+    std::vector<VR::AnnotationData> annotations;
+    std::vector<unsigned char> page;
+    std::vector<unsigned char> pageShown;
+    int pageWidth = 0;
+    int pageHeight = 0;
+    bool pageChanged = false;
+    std::vector<VR::MeasurementData> pending;
 };
 
 } // namespace OrvelTest
