@@ -5,24 +5,42 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "common/IVRView.h"
+#include "examples/MeasurementStore.h"
+#include "examples/TabletPage.h"
 #include "examples/VisibilityQuery.h"
 
 namespace Demo {
 
-// The demo host's view: answers the viewer's point query from a VisibilityQuery and keeps the other slots
-// neutral (no measurements, annotations, meshes or tablet page). It remembers the last screenshot the
-// viewer handed over and counts frames through the per-frame view transform, calling an optional frame
-// callback so the program can script or end the run.
+// What the host shows besides the points. The measurements may be null (nothing is kept then); annotations
+// and meshes are fixed for the run.
+struct HostObjects {
+    std::shared_ptr<MeasurementStore> measurements;
+    std::vector<VR::AnnotationData> annotations;
+    std::vector<VR::MeshData> meshes;
+};
+
+// The demo host's view: answers the viewer's point query from a VisibilityQuery, keeps the measurements the
+// user makes (a finished measurement is refined, here taken as it is, saved at once and then reported as
+// pending), hands out the annotations and meshes, and serves the tablet page with its buttons (delete the
+// last measurement, point size, pause streaming). It remembers the last screenshot the viewer handed over
+// and counts frames through the per-frame view transform, calling an optional frame callback so the program
+// can script or end the run.
 //
-// Owned by the program and outlives the VR run. queryPoints runs on the point grabber thread and only reads
-// the (immutable) query; the screenshot is guarded by a mutex; everything else runs on the render thread.
+// Owned by the program and outlives the VR run. queryPoints runs on the point grabber thread and reads only
+// the immutable query and two atomics; getMeasurements and getAnnotations run on the object grabber thread
+// and read the store (which has its own mutex) and the immutable annotations; the screenshot is guarded by
+// a mutex; everything else, the page and the measurement in progress included, is render-thread only.
 class DemoView final : public VR::IVRView {
 public:
-    explicit DemoView(std::shared_ptr<const VisibilityQuery> query);
+    static constexpr int MIN_POINT_SIZE = 1;
+    static constexpr int MAX_POINT_SIZE = 8;
+
+    explicit DemoView(std::shared_ptr<const VisibilityQuery> query, HostObjects objects = {});
     DemoView(const DemoView&) = delete;
     DemoView& operator=(const DemoView&) = delete;
     ~DemoView() = default;
@@ -41,17 +59,17 @@ public:
     void queryPoints(float horizontalFov, unsigned short width, unsigned short height, float nearZ,
                      float farZ, Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up,
                      Ko_1_1::Vec3d<double> back, std::vector<VR::Point3dRGBA>& points) override;
-    std::vector<VR::MeasurementData> getMeasurements() override { return {}; }
-    std::vector<VR::AnnotationData> getAnnotations() override { return {}; }
+    std::vector<VR::MeasurementData> getMeasurements() override;
+    std::vector<VR::AnnotationData> getAnnotations() override { return annotations; }
     void reservedSlot3() override {}
-    void getMeshes(std::vector<VR::MeshData>&) override {}
-    bool getHtmlImage(const unsigned char*&, int&, int&) override { return false; }
-    void sendHtmlPointerMove(int, int, bool) override {}
-    void sendHtmlButton(int, int, bool) override {}
+    void getMeshes(std::vector<VR::MeshData>& out) override;
+    bool getHtmlImage(const unsigned char*& pixels, int& width, int& height) override;
+    void sendHtmlPointerMove(int x, int y, bool up) override;
+    void sendHtmlButton(int x, int y, bool up) override;
     void onVrClosed() override { closed = true; }
-    void onMeasurementFinished(const Ko_1_1::Vec3d<float>&, float, int) override {}
-    void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>&, float, int) override {}
-    void getPendingMeasurement(VR::MeasurementData&) override {}
+    void onMeasurementFinished(const Ko_1_1::Vec3d<float>& point, float distance, int hitKind) override;
+    void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>& point, float distance, int hitKind) override;
+    void getPendingMeasurement(VR::MeasurementData& measurement) override;
     void onObjectClicked(Ko_1_1::StringVal*) override {}
     void onScreenshot(const std::vector<unsigned char>& rgba, unsigned width, unsigned height,
                       const Ko_1_1::Mat4d<float>& view) override;
@@ -61,20 +79,36 @@ public:
     void reservedSlot17() override {}
     bool isHeightLocked() override { return false; }
     void reservedSlot19() override {}
-    int getPointSize() override { return 1; }
+    int getPointSize() override { return pointSize.load(); }
     std::string getLengthUnitText() override { return "m"; }
     std::string formatLength(float length) override;
-    bool hasPendingMeasurement() override { return false; }
-    void clearPendingMeasurement() override {}
+    bool hasPendingMeasurement() override { return pendingReady; }
+    void clearPendingMeasurement() override { pendingReady = false; }
     void reservedSlot25() override {}
-    bool isMeshVisible() override { return false; }
+    bool isMeshVisible() override { return !meshes.empty(); }
     bool loadMeshData(Ko_1_1::StringVal* const&, std::vector<float>&, std::vector<float>&,
                       std::vector<unsigned int>&) override {
         return false;
     }
 
 private:
+    std::string newUuid();
+    void showMeasurements();
+
     std::shared_ptr<const VisibilityQuery> query;
+    const std::shared_ptr<MeasurementStore> store;
+    const std::vector<VR::AnnotationData> annotations;
+    const std::vector<VR::MeshData> meshes;
+    std::atomic<int> pointSize{MIN_POINT_SIZE};
+    std::atomic<bool> streamingPaused{false};
+
+    TabletPage page;
+    std::mt19937_64 random;
+    Ko_1_1::Vec3d<float> firstPoint;
+    bool measuring = false;
+    VR::MeasurementData pending;
+    bool pendingReady = false;
+
     std::function<void(std::uint64_t)> frameCallback;
     std::atomic<std::uint64_t> frames{0};
     std::atomic<std::uint64_t> queries{0};

@@ -12,10 +12,13 @@
 
 #include "examples/DemoView.h"
 #include "examples/LasReader.h"
+#include "examples/MeasurementStore.h"
+#include "examples/ObjectFiles.h"
 #include "examples/PlyReader.h"
 #include "examples/PngWriter.h"
 #include "examples/ReadError.h"
 #include "examples/RuntimeLibrary.h"
+#include "examples/SampleObjects.h"
 #include "examples/SceneGenerator.h"
 #include "examples/SimulatedRuntime.h"
 #include "examples/VisibilityQuery.h"
@@ -129,10 +132,22 @@ bool openRuntime(RuntimeChoice choice, Demo::RuntimeLibrary& library) {
     return true;
 }
 
+// Beside the scan, named after it without its extension; for the generated room, in the working folder.
+std::string defaultMeasurementsPath(const std::string& scan) {
+    if (scan.empty()) {
+        return "sample-room.measurements.json";
+    }
+    const std::size_t slash = scan.find_last_of("/\\");
+    const std::size_t dot = scan.find_last_of('.');
+    const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash + 1);
+    return (hasExtension ? scan.substr(0, dot) : scan) + ".measurements.json";
+}
+
 void usage() {
     std::fprintf(stderr,
                  "usage: orvel_demo [FILE.las|FILE.ply] [--runtime openvr|simulated|auto] [--frames N]\n"
-                 "                  [--screenshot FILE.png]\n");
+                 "                  [--screenshot FILE.png] [--measurements FILE.json]\n"
+                 "                  [--annotations FILE.json] [--no-meshes]\n");
 }
 
 } // namespace
@@ -141,6 +156,9 @@ int main(int argc, char** argv) {
     try {
         std::string path;
         std::string screenshot;
+        std::string measurementsPath;
+        std::string annotationsPath;
+        bool showMeshes = true;
         long frames = 0;
         RuntimeChoice runtimeChoice = RuntimeChoice::Auto;
         for (int i = 1; i < argc; ++i) {
@@ -166,6 +184,12 @@ int main(int argc, char** argv) {
                 }
             } else if (arg == "--screenshot" && i + 1 < argc) {
                 screenshot = argv[++i];
+            } else if (arg == "--measurements" && i + 1 < argc) {
+                measurementsPath = argv[++i];
+            } else if (arg == "--annotations" && i + 1 < argc) {
+                annotationsPath = argv[++i];
+            } else if (arg == "--no-meshes") {
+                showMeshes = false;
             } else if (arg == "--help" || arg == "-h") {
                 usage();
                 return 0;
@@ -175,6 +199,26 @@ int main(int argc, char** argv) {
                 return 2;
             } else {
                 path = arg;
+            }
+        }
+
+        // The object files first: a damaged one ends the program before anything else happens, and is left
+        // exactly as it is for the user to repair.
+        Demo::HostObjects objects;
+        objects.measurements = std::make_shared<Demo::MeasurementStore>(
+            measurementsPath.empty() ? defaultMeasurementsPath(path) : measurementsPath);
+        std::printf("%s: %zu measurements\n", objects.measurements->path().c_str(),
+                    objects.measurements->measurements().size());
+        if (path.empty()) {
+            objects.annotations = Demo::SampleObjects::roomAnnotations();
+            if (showMeshes) {
+                objects.meshes = Demo::SampleObjects::roomMeshes();
+            }
+        }
+        if (!annotationsPath.empty()) {
+            for (VR::AnnotationData& annotation : Demo::ObjectFiles::parseAnnotations(
+                     Demo::ObjectFiles::readFile(annotationsPath), annotationsPath)) {
+                objects.annotations.push_back(std::move(annotation));
             }
         }
 
@@ -197,7 +241,7 @@ int main(int argc, char** argv) {
 
         simulated.startLookAround();
 
-        Demo::DemoView view(query);
+        Demo::DemoView view(query, std::move(objects));
         VR::VRManager manager(
             {static_cast<float>(start.x), static_cast<float>(start.y), static_cast<float>(start.z)}, &view);
         const VR::VRGlobals::ErrorCodes started = manager.init();

@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libglfw3-dev libfreetype-dev python3-glad fonts-noto-cjk
           libgtest-dev libgmock-dev libbenchmark-dev libpng-dev xvfb xauth libgl1-mesa-dri libxtst-dev
-          clang-format)
+          clang-format libcairo2-dev nlohmann-json3-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

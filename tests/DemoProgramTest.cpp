@@ -57,3 +57,33 @@ TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
     EXPECT_GT(pixels - background, pixels / 4);
     EXPECT_GT(colours.size(), 100u);
 }
+
+// A damaged measurements file stops the program before any VR work, with a message naming the file, and
+// the file is left exactly as it was.
+TEST(DemoProgram, RefusesToStartOnDamagedMeasurementsFile) {
+    const std::string damaged = ORVEL_DEMO_OUTPUT_DIR "/damaged.measurements.json";
+    const std::string bytes = R"({"version":1,"measurements":[{"uuid":"a","points":[[1,2)";
+    std::FILE* file = std::fopen(damaged.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    std::fwrite(bytes.data(), 1, bytes.size(), file);
+    std::fclose(file);
+    const std::string log = ORVEL_DEMO_OUTPUT_DIR "/damaged.log";
+
+    EXPECT_EQ(exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 1 --measurements \"" +
+                         damaged + "\" 2>\"" + log + "\""),
+              1);
+
+    std::string message(4096, '\0');
+    file = std::fopen(log.c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    message.resize(std::fread(&message[0], 1, message.size(), file));
+    std::fclose(file);
+    EXPECT_NE(message.find(damaged + ": not valid JSON"), std::string::npos) << message;
+
+    std::string after(bytes.size() + 16, '\0');
+    file = std::fopen(damaged.c_str(), "rb");
+    ASSERT_NE(file, nullptr);
+    after.resize(std::fread(&after[0], 1, after.size(), file));
+    std::fclose(file);
+    EXPECT_EQ(after, bytes);
+}

@@ -5,16 +5,18 @@ if(ORVEL_BUILD_EXAMPLES)
         "Folder holding the sample scans autzen_trim.las and pump-scan.ply; the reader tests skip without them")
     orvel_add_test(examples_tests SOURCES
         DemoViewTest.cpp
+        MeasurementStoreTest.cpp
         PointCloudReaderTest.cpp
         PngWriterTest.cpp
+        TabletPageTest.cpp
         VisibilityQueryTest.cpp
-        LIBS orvel_demo_lib)
+        LIBS orvel_demo_lib orvel_vr_static)
     target_compile_definitions(examples_tests PRIVATE ORVEL_SAMPLE_DATA_DIR="${ORVEL_SAMPLE_DATA_DIR}")
 
     # The program with the simulated runtime, as the main job runs it.
     set(demo_output ${CMAKE_CURRENT_BINARY_DIR}/demo_program)
     file(MAKE_DIRECTORY ${demo_output})
-    orvel_add_test(demo_program_tests GL SOURCES DemoProgramTest.cpp LIBS orvel_demo_lib)
+    orvel_add_test(demo_program_tests GL SOURCES DemoProgramTest.cpp LIBS orvel_demo_lib orvel_vr_static)
     target_compile_definitions(demo_program_tests PRIVATE ORVEL_DEMO_PROGRAM="$<TARGET_FILE:orvel_demo>"
         ORVEL_DEMO_OUTPUT_DIR="${demo_output}")
     add_dependencies(demo_program_tests orvel_demo)

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/AnnotationData.h"
+#include "common/MeasurementData.h"
+
+namespace Demo {
+
+// The JSON forms of the host's object files:
+//   measurements: {"version":1,"measurements":[{"uuid":"...","points":[[x,y,z],...]}]}
+//   annotations:  {"annotations":[{"uuid":"...","text":"...","position":[x,y,z]}]}
+// Parsing throws ReadError naming the file and the first problem found; nothing is half-accepted.
+// Stateless; any thread.
+class ObjectFiles {
+public:
+    static std::vector<VR::MeasurementData> parseMeasurements(const std::string& text,
+                                                              const std::string& path);
+    static std::string formatMeasurements(const std::vector<VR::MeasurementData>& measurements);
+    static std::vector<VR::AnnotationData> parseAnnotations(const std::string& text, const std::string& path);
+    // The whole file as bytes; throws ReadError when it cannot be read.
+    static std::string readFile(const std::string& path);
+};
+
+} // namespace Demo
