@@ -72,18 +72,6 @@ public:
     bool waitForCalls(std::size_t n) {
         return waitUntil([&] { return snapshot().size() >= n; });
     }
-    // Waits for a call from index `from` on that matches; returns the index after it (0: none came).
-    std::size_t waitForCall(std::size_t from, const std::function<bool(const QueryCall&)>& match) {
-        std::size_t found = 0;
-        waitUntil([&] {
-            const std::vector<QueryCall> c = snapshot();
-            for (std::size_t i = from; i < c.size() && found == 0; ++i) {
-                found = match(c[i]) ? i + 1 : 0;
-            }
-            return found != 0;
-        });
-        return found;
-    }
 
 private:
     std::mutex mutex;
@@ -101,6 +89,12 @@ Mat4d<float> translated(float x, float y, float z) {
 bool isCentrePass(const QueryCall& c) {
     return c.fov != PointGrabber::PERIPHERY_FOV;
 }
+
+// Stops the worker however the test ends: a joinable worker at destruction would end the process.
+struct StopOnExit {
+    PointGrabber& grabber;
+    ~StopOnExit() { grabber.stopThread(); }
+};
 
 // Takes every batch over as the render thread would; returns the batch records taken so far.
 std::vector<PointGrabber::BufferData> take(PointGrabber& grabber,
@@ -245,6 +239,21 @@ TEST(PointGrabber, WorkerAdaptsToTheClockAndTheHead) {
     grabber.setResolution(100, 80);
     grabber.setPointSize(0); // a host answering 0 must not divide by zero
     grabber.startThread();
+    StopOnExit stopper{grabber};
+    // The worker only goes on once its batch is taken, so the test takes them as the renderer would.
+    std::vector<PointGrabber::BufferData> taken;
+    auto waitTaking = [&](std::size_t from, const std::function<bool(const QueryCall&)>& match) {
+        std::size_t found = 0;
+        waitUntil([&] {
+            take(grabber, taken);
+            const std::vector<QueryCall> calls = host.snapshot();
+            for (std::size_t i = from; i < calls.size() && found == 0; ++i) {
+                found = match(calls[i]) ? i + 1 : 0;
+            }
+            return found != 0;
+        });
+        return found;
+    };
 
     // The first iteration counts as slow, but a head at rest never queries at level 1.
     ASSERT_TRUE(host.waitForCalls(2));
@@ -253,19 +262,17 @@ TEST(PointGrabber, WorkerAdaptsToTheClockAndTheHead) {
     EXPECT_EQ(std::make_tuple(first[1].fov, first[1].width, first[1].height), std::make_tuple(2.4f, 50, 40));
 
     auto wide = [](const QueryCall& c) { return c.fov == 2.0f && c.width == 200 && c.height == 160; };
-    const std::size_t seen = host.waitForCall(0, wide);
+    const std::size_t seen = waitTaking(0, wide);
     ASSERT_NE(seen, 0u);
 
     step = 300000000; // 0.3 s a query
     move = true;
     auto half = [](const QueryCall& c) { return c.fov == 1.2f && c.width == 50 && c.height == 40; };
-    ASSERT_NE(host.waitForCall(seen, half), 0u);
-    std::vector<PointGrabber::BufferData> taken;
+    ASSERT_NE(waitTaking(seen, half), 0u);
     ASSERT_TRUE(waitUntil([&] {
         const auto batches = take(grabber, taken);
         return std::any_of(batches.begin(), batches.end(), [](const auto& d) { return d.reduced; });
     }));
-    grabber.stopThread();
 }
 
 TEST(PointGrabber, EyesAlternateOnlyWhenABatchIsPublished) {

@@ -194,6 +194,25 @@ TEST_F(VRRun, NoDisplayGivesWindowCreationFailedAndShutsTheRuntimeDown) {
     EXPECT_EQ(simvr_isInitialized(), 0) << "a failed set-up must not leave the runtime running";
 }
 
+// A host that tries again after a failed start gets a fresh session, not the one that was shut down.
+TEST_F(VRRun, InitAgainAfterAFailedStartBeginsANewSession) {
+    const char* display = std::getenv("DISPLAY");
+    ASSERT_NE(display, nullptr);
+    const std::string saved = display;
+    RecordingHost host;
+    VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
+    unsetenv("DISPLAY");
+    const VR::VRGlobals::ErrorCodes first = manager.init();
+    setenv("DISPLAY", saved.c_str(), 1);
+    EXPECT_EQ(first, VR::VRGlobals::WindowCreationFailed);
+    ASSERT_EQ(manager.init(), VR::VRGlobals::NoError);
+    EXPECT_EQ(simvr_initCount(), 2u);
+    EXPECT_EQ(simvr_isInitialized(), 1);
+    EXPECT_EQ(manager.closeVR(), VR::VRGlobals::NoError);
+    EXPECT_EQ(manager.runRenderLoop(), VR::VRGlobals::NoError);
+    EXPECT_EQ(host.count("onVrClosed"), 1);
+}
+
 TEST_F(VRRun, HeadsetKindFollowsTheModelNumber) {
     const std::pair<const char*, int> models[] = {
         {"Vive MV", 0}, {"Oculus Rift CV1", 1}, {"Oculus Vive hybrid", 1}, {"Index", 2}};
@@ -371,21 +390,29 @@ TEST_F(VRRun, CloseFromAnotherThreadWhileTheRunEndsByItself) {
         RecordingHost host;
         InspectableRenderer renderer({0.0f, 0.0f, 0.0f}, &host, makeOpenVr());
         ASSERT_EQ(renderer.init(1.0f, 1.0f, true, false), VR::VRGlobals::NoError);
+        // Escape in frame 5; the other thread starts asking in frame 3, 4 or 5 and goes on past the end.
         std::atomic<int> frames{0};
         renderer.setKeyQuery([&](GLFWwindow*, int key) {
-            return key == GLFW_KEY_ESCAPE && frames >= 3 + round ? GLFW_PRESS : GLFW_RELEASE;
+            return key == GLFW_KEY_ESCAPE && frames >= 5 ? GLFW_PRESS : GLFW_RELEASE;
         });
-        host.onViewTransform = [&] { ++frames; };
         std::atomic<bool> done{false};
-        std::thread hammer([&] {
-            while (!done) {
-                renderer.closeVR();
+        std::thread hammer;
+        host.onViewTransform = [&] {
+            if (++frames == 3 + round) {
+                hammer = std::thread([&] {
+                    while (!done) {
+                        renderer.closeVR();
+                    }
+                    renderer.closeVR();
+                });
             }
-            renderer.closeVR();
-        });
+        };
         EXPECT_EQ(renderer.runRenderLoop(), VR::VRGlobals::NoError);
         done = true;
-        hammer.join();
+        if (hammer.joinable()) {
+            hammer.join();
+        }
+        EXPECT_GE(frames, 3 + round);
         EXPECT_EQ(host.count("onVrClosed"), 1);
     }
 }
@@ -429,15 +456,28 @@ TEST_F(VRRun, TwoRunsInOneProcessBothDrawControllers) {
         ASSERT_NE(hostWindow, nullptr);
         glfwMakeContextCurrent(hostWindow);
         GLuint textures[32];
+        GLuint buffers[32];
+        GLuint programs[16];
         glGenTextures(32, textures);
-        for (GLuint t : textures) {
-            glBindTexture(GL_TEXTURE_2D, t);
+        glGenBuffers(32, buffers);
+        for (int i = 0; i < 32; ++i) {
+            glBindTexture(GL_TEXTURE_2D, textures[i]);
+            glBindBuffer(GL_ARRAY_BUFFER, buffers[i]);
+        }
+        for (GLuint& program : programs) {
+            program = glCreateProgram();
         }
         renderer.reset();
-        for (GLuint t : textures) {
-            EXPECT_EQ(glIsTexture(t), GL_TRUE) << "host texture " << t << " was deleted by the viewer";
+        for (int i = 0; i < 32; ++i) {
+            EXPECT_EQ(glIsTexture(textures[i]), GL_TRUE) << "host texture " << textures[i] << " was deleted";
+            EXPECT_EQ(glIsBuffer(buffers[i]), GL_TRUE) << "host buffer " << buffers[i] << " was deleted";
+        }
+        for (GLuint program : programs) {
+            EXPECT_EQ(glIsProgram(program), GL_TRUE) << "host program " << program << " was deleted";
+            glDeleteProgram(program);
         }
         glDeleteTextures(32, textures);
+        glDeleteBuffers(32, buffers);
         glfwDestroyWindow(hostWindow);
         glfwTerminate();
     }

@@ -105,6 +105,9 @@ void MinimalOpenVR::shutdown() {
         // go with the session, never later under whatever context is current then.
         releaseModels();
         library.shutdown();
+        // The system interface died with the session: a later init starts a new one instead of calling
+        // into the old, and everything that needs the system stays inert until then.
+        system = nullptr;
     }
 }
 
@@ -216,6 +219,10 @@ VR::VRGlobals::ErrorCodes MinimalOpenVR::init(unsigned* width, unsigned* height,
     if (library.compositor() == nullptr) {
         VR::logLine(L"OpenVR Compositor initialization failed.");
         library.shutdown();
+        // Nothing may call into the ended session, the settings included.
+        system = nullptr;
+        *scale = 1.0f;
+        return VR::VRGlobals::NoError;
     }
 
     *scale = 1.0f;

@@ -111,11 +111,16 @@ vr::IVRSystem* OpenVRLibrary::initScene(vr::EVRInitError* initError) {
         *initError = vr::VRInitError_Init_InterfaceNotFound;
         return nullptr;
     }
-    return static_cast<vr::IVRSystem*>(getGenericInterface(vr::IVRSystem_Version, initError));
+    auto* system = static_cast<vr::IVRSystem*>(getGenericInterface(vr::IVRSystem_Version, initError));
+    if (system == nullptr) {
+        // A session without its system interface is of no use; the next attempt starts a fresh one.
+        shutdown();
+    }
+    return system;
 }
 
 void OpenVRLibrary::shutdown() {
-    if (handle == nullptr) {
+    if (handle == nullptr || !running) {
         return;
     }
     shutdownInternal();
