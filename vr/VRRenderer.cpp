@@ -2,6 +2,13 @@
 
 #include "vr/IOpenVR.h"
 #include "vr/SharedMaterials.h"
+#include "vr/objects/AnnotationController.h"
+#include "vr/objects/HTMLView.h"
+#include "vr/objects/LabelRenderer.h"
+#include "vr/objects/MeasurementController.h"
+#include "vr/objects/MeshRenderer.h"
+#include "vr/objects/Object3dGrabber.h"
+#include "vr/openvr/OpenVRTypes.h"
 
 #include <GLFW/glfw3.h>
 
@@ -31,6 +38,8 @@ namespace {
 constexpr float NEAR_Z = -0.2f;
 constexpr float FAR_Z = -1000.0f;
 constexpr float HALF_PI = 1.5707964f;
+// Width in pixels of measurement lines; annotation arrows are twice as wide.
+constexpr float LINE_WIDTH = 3.0f;
 
 // OpenVR composes its projections for a [0, 1] depth range, and the clip distances the loop hands it are
 // negative; GL clips depth to [-w, w]. The x and y rows are kept as the headset gives them (they carry
@@ -89,6 +98,7 @@ VRRenderer::VRRenderer(Ko_1_1::Vec3d<float> startPosition, IVRView* view_, std::
     : openVr(std::move(openVr_)), view(view_), cameraPosition(startPosition) {
     // OpenVR's tracking space is y-up, the host's world z-up.
     trackingToHostRotation.setRotation({1.0f, 0.0f, 0.0f}, HALF_PI);
+    tabletOffset = Ko_1_1::Mat4d<float>::translationMatrix({0.0f, -0.1f, -0.4f});
     updateCameraTransform();
     keyQuery = [](GLFWwindow* w, int key) { return glfwGetKey(w, key); };
 }
@@ -159,6 +169,13 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         pointGrabber->setResolution(pointResolution, pointResolution);
         pointGrabber->setNumEyes(eyeCount);
 
+        objectGrabber = std::make_unique<Object3dGrabber>(
+            [this](std::vector<MeasurementData>& measurements, std::vector<AnnotationData>& annotations) {
+                measurements = view->getMeasurements();
+                annotations = view->getAnnotations();
+            });
+        objectGrabber->startThread();
+
         createSceneObjects();
 
         // The worker starts once the head's first pose is known: started earlier it would ask the host for
@@ -219,6 +236,15 @@ void VRRenderer::createSceneObjects() {
     eyeTargets[0] = makeTarget(renderWidth, renderHeight, GL_DEPTH_STENCIL);
     eyeTargets[1] = makeTarget(renderWidth, renderHeight, GL_DEPTH_STENCIL);
 
+    infoLabel = std::make_shared<LabelRenderer>();
+    htmlView = std::make_shared<HTMLView>(*view);
+    htmlView->setVrEnabled(vrEnabled);
+    measurementController = std::make_shared<MeasurementController>(LINE_WIDTH, view);
+    annotationController = std::make_shared<AnnotationController>(LINE_WIDTH);
+    meshRenderer = std::make_shared<MeshRenderer>(view);
+    meshRenderer->buildMeshes();
+    cylinderGeometry = loadMesh("Cylinder.ply");
+
     updateVRMatrices(nullptr);
 
     blurTarget = makeTarget(renderWidth, renderHeight, GL_DEPTH_COMPONENT);
@@ -241,6 +267,44 @@ void VRRenderer::createSceneObjects() {
             Brume::Buffer::Attribute("VertexColor", GL_UNSIGNED_BYTE, 4, 12)}));
     pointMaterial = std::make_shared<Brume::Material>();
     pointMaterial->loadShaders(settings.shaderPath("Points.vrt"), "", settings.shaderPath("Points.frg"));
+}
+
+std::shared_ptr<Brume::Geometry> VRRenderer::loadMesh(const std::string& fileName) {
+    std::vector<float> positions;
+    std::vector<float> attributes;
+    std::vector<unsigned int> indices;
+    Ko_1_1::StringVal* path =
+        Ko_1_1::StringVal::constructUtf8(LibrarySettings::instance().modelsFolder() + fileName);
+    bool loaded = false;
+    try {
+        loaded = view->loadMeshData(path, positions, attributes, indices);
+    } catch (...) {
+        path->unref();
+        throw;
+    }
+    path->unref();
+
+    auto geometry = std::make_shared<Brume::Geometry>(GL_TRIANGLES);
+    if (!loaded || positions.size() < 3) {
+        return geometry;
+    }
+    auto positionBuffer = std::make_shared<Brume::Buffer>(
+        GL_STATIC_DRAW, 3 * sizeof(float),
+        std::vector<Brume::Buffer::Attribute>{Brume::Buffer::Attribute("position", GL_FLOAT, 3, 0)});
+    positionBuffer->setData(positions);
+    geometry->addBuffer(positionBuffer);
+    // The second array holds a normal per vertex.
+    if (attributes.size() == positions.size()) {
+        auto normalBuffer = std::make_shared<Brume::Buffer>(
+            GL_STATIC_DRAW, 3 * sizeof(float),
+            std::vector<Brume::Buffer::Attribute>{Brume::Buffer::Attribute("normal", GL_FLOAT, 3, 0)});
+        normalBuffer->setData(attributes);
+        geometry->addBuffer(normalBuffer);
+    }
+    if (!indices.empty()) {
+        geometry->setIndices(indices.data(), indices.size(), GL_UNSIGNED_INT, sizeof(unsigned int));
+    }
+    return geometry;
 }
 
 void VRRenderer::closeVR() {
@@ -317,6 +381,9 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
                     !vrEnabled ? leftProjection : withGLDepthRow(eye == 0 ? leftProjection : rightProjection);
                 const auto eyeToWorld = cameraTransform * headPose * eyeToHead;
                 const auto viewProjection = projection * eyeToWorld.affineInverse();
+                eyeWorldToHead = (cameraTransform * headPose).affineInverse();
+                eyeHeadToEye = eyeToHead.affineInverse();
+                eyeProjection = projection;
                 auto streamed = streamedCamera(eye, lookAhead);
                 pointGrabber->setCameraToWorldMatrix(streamed, static_cast<unsigned long long>(eye));
 
@@ -349,9 +416,18 @@ void VRRenderer::stopGrabbers() {
     if (pointGrabber) {
         pointGrabber->stopThread();
     }
+    if (objectGrabber) {
+        objectGrabber->stopThread();
+    }
 }
 
 void VRRenderer::shutdownGL() {
+    infoLabel.reset();
+    htmlView.reset();
+    measurementController.reset();
+    annotationController.reset();
+    meshRenderer.reset();
+    cylinderGeometry.reset();
     pointRenderer.reset();
     pointGeometry.reset();
     pointMaterial.reset();
@@ -393,29 +469,97 @@ void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye
     clearFrameBuffer(eye);
     glEnable(GL_DEPTH_TEST);
     glDepthFunc(GL_LESS);
+    // Everything drawn writes its own stencil value, so the eye's stencil names what is where.
+    glEnable(GL_STENCIL_TEST);
+    glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
+    glStencilMask(0xFF);
 
+    takeOverObjects();
     // A batch is uploaded once a frame, not once an eye, so the per-frame upload stays within its limit.
     if (eye == 0) {
         pointRenderer->uploadNewBuffer();
     }
+    glStencilFunc(GL_ALWAYS, PointRenderer::STENCIL_INDEX, 0xFF);
     pointRenderer->drawPoints(renderer, viewProjection);
 
-    if (view->hasPendingMeasurement()) {
-        MeasurementData measurement;
-        view->getPendingMeasurement(measurement);
-        view->clearPendingMeasurement();
+    if (view->isMeshVisible()) {
+        // Lights fixed in the world: their directions go through the same view as the surfaces.
+        const Ko_1_1::Mat4d<float> worldToEye = eyeHeadToEye * eyeWorldToHead;
+        glStencilFunc(GL_ALWAYS, MeshRenderer::STENCIL_INDEX, 0xFF);
+        meshRenderer->drawMeshes(renderer, viewProjection, worldToEye, worldToEye, false);
     }
-    (void)view->isMeshVisible();
 
+    takeOverPendingMeasurement();
+    measurementController->draw(renderer, eyeWorldToHead, eyeHeadToEye, eyeProjection, false);
+    annotationController->draw(renderer, viewProjection, eyeWorldToHead, eyeHeadToEye, eyeProjection, true);
+
+    if (leftControllerTracked) {
+        const Ko_1_1::Mat4d<float> tabletPose =
+            leftControllerMatrix * tabletOffset *
+            Ko_1_1::Mat4d<float>::rotation({1.0f, 0.0f, 0.0f}, -0.7853982f);
+        htmlView->draw(renderer, viewProjection * tabletPose,
+                       eyeTargets[static_cast<std::size_t>(eye)]->getColorBuffer(), true);
+    }
+
+    // The info label floats a metre in front of the head, a little below the line of sight.
+    glStencilFunc(GL_ALWAYS, 0, 0xFF);
+    const Ko_1_1::Mat4d<float> headWorld = eyeWorldToHead.affineInverse();
+    infoLabel->draw(renderer, viewProjection * headWorld *
+                                  Ko_1_1::Mat4d<float>::translationMatrix({0.0f, -0.15f, -1.0f}));
+
+    glDisable(GL_STENCIL_TEST);
     glDisable(GL_DEPTH_TEST);
     if (blurEyes) {
         blur(eye);
     }
 }
 
-void VRRenderer::handleControllers(const Ko_1_1::Mat4d<float>& view_, const Ko_1_1::Mat4d<float>& headPose_) {
-    (void)view_;
-    (void)headPose_;
+void VRRenderer::takeOverObjects() {
+    objectGrabber->tryProcessObjects(
+        [this](const std::vector<MeasurementData>& measurements) {
+            measurementController->updateMeasurements(measurements);
+        },
+        [this](const std::vector<AnnotationData>& annotations) {
+            annotationController->updateAnnotations(annotations);
+        });
+}
+
+void VRRenderer::takeOverPendingMeasurement() {
+    if (!view->hasPendingMeasurement()) {
+        return;
+    }
+    MeasurementData measurement;
+    view->getPendingMeasurement(measurement);
+    measurementController->endMeasurement();
+    measurementController->addMeasurement(measurement);
+    infoLabel->setVisible(false);
+    view->clearPendingMeasurement();
+}
+
+void VRRenderer::handleControllers(const Ko_1_1::Mat4d<float>& headWorld,
+                                   const Ko_1_1::Mat4d<float>& headTracking) {
+    (void)headWorld;
+    (void)headTracking;
+    leftControllerTracked = false;
+    for (unsigned index = 1; index < 16; ++index) {
+        vr::TrackedDevicePose_t pose{};
+        if (!openVr->getDevicePose(index, &pose)) {
+            continue;
+        }
+        Ko_1_1::Mat4d<float> tracking;
+        for (int row = 0; row < 3; ++row) {
+            for (int column = 0; column < 4; ++column) {
+                tracking.at(row, column) = pose.mDeviceToAbsoluteTracking.m[row][column];
+            }
+        }
+        const Ko_1_1::Mat4d<float> world = viewTranslation * viewRotation * trackingToHostRotation * tracking;
+        if ((openVr->updateControllerRole(index) & 0xFF) == vr::TrackedControllerRole_LeftHand) {
+            leftControllerMatrix = world;
+            leftControllerTracked = true;
+        } else {
+            rightControllerMatrix = world;
+        }
+    }
 }
 
 void VRRenderer::updateFromAnimations() {}
@@ -550,15 +694,15 @@ void VRRenderer::handleKeyboard(const Ko_1_1::Mat4d<float>& viewMatrix, float st
     if (glfwGetKeyOnce(window, GLFW_KEY_ENTER) && (held(GLFW_KEY_LEFT_ALT) || held(GLFW_KEY_RIGHT_ALT))) {
         const GLFWvidmode* mode = cachedVideoMode();
         const int refreshRate = mode ? mode->refreshRate : GLFW_DONT_CARE;
-        if (!fullscreen) {
-            if (mode != nullptr) {
-                glfwSetWindowMonitor(window, glfwGetPrimaryMonitor(), 0, 0, mode->width, mode->height,
-                                     refreshRate);
-            }
-        } else {
+        // Without a known video mode the window stays as it is, and so does the flag.
+        if (!fullscreen && mode != nullptr) {
+            glfwSetWindowMonitor(window, glfwGetPrimaryMonitor(), 0, 0, mode->width, mode->height,
+                                 refreshRate);
+            fullscreen = true;
+        } else if (fullscreen) {
             glfwSetWindowMonitor(window, nullptr, 10, 30, windowWidth, windowHeight, refreshRate);
+            fullscreen = false;
         }
-        fullscreen = !fullscreen;
     }
     if (held(GLFW_KEY_ESCAPE)) {
         glfwSetWindowShouldClose(window, GLFW_TRUE);

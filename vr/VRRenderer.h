@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -16,7 +17,13 @@
 #include "vr/VRGlobals.h"
 
 struct GLFWwindow;
+class AnnotationController;
+class HTMLView;
 class IOpenVR;
+class LabelRenderer;
+class MeasurementController;
+class MeshRenderer;
+class Object3dGrabber;
 class PointRenderer;
 
 namespace Brume {
@@ -82,6 +89,12 @@ protected:
 
     // The user's world transform from cameraPosition and viewAngles (tracking space -> host world).
     void updateCameraTransform();
+    // A model of the models folder, read by the host; an empty geometry when the host cannot read it.
+    std::shared_ptr<Brume::Geometry> loadMesh(const std::string& fileName);
+    // Takes over the host's measurements and annotations when the object grabber has new ones.
+    void takeOverObjects();
+    // The measurement the host finished refining replaces the tool's measurement in progress.
+    void takeOverPendingMeasurement();
     // An eye's camera-to-world matrix for the point grabber, with the head turned by lookAhead.
     Ko_1_1::Mat4d<float> streamedCamera(int eye, const Ko_1_1::Mat4d<float>& lookAhead) const;
 
@@ -111,7 +124,15 @@ protected:
 
     float inputTuning = 0.05f;
     std::unique_ptr<PointGrabber> pointGrabber;
+    std::unique_ptr<Object3dGrabber> objectGrabber;
     std::shared_ptr<PointRenderer> pointRenderer;
+    std::shared_ptr<LabelRenderer> infoLabel;
+    std::shared_ptr<HTMLView> htmlView;
+    std::shared_ptr<MeasurementController> measurementController;
+    std::shared_ptr<AnnotationController> annotationController;
+    std::shared_ptr<MeshRenderer> meshRenderer;
+    // The beam model of the pointing controller, loaded at set-up.
+    std::shared_ptr<Brume::Geometry> cylinderGeometry;
 
     unsigned renderWidth = defaultFramebufferWidth;
     unsigned renderHeight = defaultFramebufferHeight;
@@ -127,6 +148,16 @@ protected:
     Ko_1_1::Mat4d<float> leftProjection;
     Ko_1_1::Mat4d<float> rightProjection;
     Ko_1_1::Mat4d<float> cameraTransform;
+    // World poses of the hand controllers, written every frame in which they are tracked.
+    Ko_1_1::Mat4d<float> leftControllerMatrix;
+    Ko_1_1::Mat4d<float> rightControllerMatrix;
+    bool leftControllerTracked = false;
+    // Where the tablet sits relative to the left controller.
+    Ko_1_1::Mat4d<float> tabletOffset;
+    // The current eye pass's matrices, for the objects that build their geometry per eye.
+    Ko_1_1::Mat4d<float> eyeWorldToHead;
+    Ko_1_1::Mat4d<float> eyeHeadToEye;
+    Ko_1_1::Mat4d<float> eyeProjection;
     Ko_1_1::Mat4d<float> viewRotation;
     Ko_1_1::Mat4d<float> viewTranslation;
     Ko_1_1::Mat4d<float> trackingToHostRotation;

@@ -142,7 +142,15 @@ void AnnotationRenderer::updatePlacement(const Mat4d<float>& worldToHead) {
     up.normalize();
     Vec3d<float> back = right.cross(up);
     back.normalize();
-    const Vec3d<float> centre = position + WORLD_UP * LIFT + up * halfHeight;
+    Vec3d<float> centre = position + WORLD_UP * LIFT + up * halfHeight;
+    // A plate turned to the viewer cuts into the wall it annotates when seen at an angle, and the wall's
+    // points then hide half of the text. Moving it along the line of sight towards the head by its half
+    // width keeps it where it appears and in front of the surface.
+    Vec3d<float> toHead = headToWorld.translation() - centre;
+    const float distance = toHead.length();
+    if (distance > 0.0f) {
+        centre += toHead * (std::min(halfWidth + 0.05f, 0.5f * distance) / distance);
+    }
     labelPlacement = Mat4d<float>({right.x, right.y, right.z, 0, up.x, up.y, up.z, 0, back.x, back.y, back.z,
                                    0, centre.x, centre.y, centre.z, 1});
 }
