@@ -1,5 +1,7 @@
 #include "examples/DemoView.h"
 
+#include "examples/ModelReader.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -169,6 +171,23 @@ void DemoView::showMeasurements() {
         lengths.push_back(formatLength(length) + " " + getLengthUnitText());
     }
     page.setMeasurements(std::move(lengths));
+}
+
+bool DemoView::loadMeshData(Ko_1_1::StringVal* const& path, std::vector<float>& positions,
+                            std::vector<float>& normals, std::vector<unsigned int>& indices) {
+    if (path == nullptr) {
+        return false;
+    }
+    try {
+        ModelReader::Model model = ModelReader::read(path->toUtf8());
+        positions = std::move(model.positions);
+        normals = std::move(model.normals);
+        indices = std::move(model.indices);
+        return true;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "orvel_demo: %s\n", e.what());
+        return false;
+    }
 }
 
 } // namespace Demo

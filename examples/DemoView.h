@@ -86,10 +86,9 @@ public:
     void clearPendingMeasurement() override { pendingReady = false; }
     void reservedSlot25() override {}
     bool isMeshVisible() override { return !meshes.empty(); }
-    bool loadMeshData(Ko_1_1::StringVal* const&, std::vector<float>&, std::vector<float>&,
-                      std::vector<unsigned int>&) override {
-        return false;
-    }
+    // The viewer's own models (the controller's beam), read from the path it names.
+    bool loadMeshData(Ko_1_1::StringVal* const& path, std::vector<float>& positions,
+                      std::vector<float>& normals, std::vector<unsigned int>& indices) override;
 
 private:
     std::string newUuid();

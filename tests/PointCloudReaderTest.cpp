@@ -11,8 +11,10 @@
 #include <vector>
 
 #include "examples/LasReader.h"
+#include "examples/ModelReader.h"
 #include "examples/PlyReader.h"
 #include "examples/ReadError.h"
+#include "platform/Platform.h"
 
 namespace {
 
@@ -290,4 +292,20 @@ TEST_F(ReaderTest, PlyRejectsDamagedAndUnsupportedFiles) {
           text("ply\nformat binary_little_endian 1.0\nelement vertex 1\n" + xyz +
                "property list uint int big\nend_header\n" + std::string(12, '\0') + "\xff\xff\xff\x7f"),
           "truncated"}});
+}
+
+// The viewer's beam model as the build stages it, and a damaged copy.
+TEST_F(ReaderTest, ModelReaderReadsTheStagedBeamAndRejectsDamage) {
+    const Demo::ModelReader::Model beam =
+        Demo::ModelReader::read(Platform::executableFolder() + "VR/Models/Cylinder.ply");
+    EXPECT_EQ(beam.positions.size(), 66u * 3);
+    EXPECT_EQ(beam.normals.size(), beam.positions.size());
+    EXPECT_EQ(beam.indices.size(), 64u * 3);
+    const std::string header = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+                               "property float z\nelement face 1\nproperty list uchar int vertex_indices\n"
+                               "end_header\n0 0 0\n1 0 0\n0 1 0\n";
+    EXPECT_EQ(Demo::ModelReader::read(write("quad.ply", header + "3 0 1 2\n")).indices.size(), 3u);
+    for (const char* face : {"3 0 1 3\n", "3 0 1\n", "2 0 1\n"}) {
+        EXPECT_THROW(Demo::ModelReader::read(write("bad.ply", header + face)), Demo::ReadError) << face;
+    }
 }
