@@ -14,7 +14,9 @@ set(ORVEL_PUBLIC_HEADERS
     engine/Renderer.h
     text/Bitmap.h text/TextRenderer.h
     vr/VRGlobals.h vr/VRManager.h vr/VRRenderer.h vr/VrModelRenderer.h
-    vr/points/PointGrabber.h vr/points/PointRenderer.h)
+    vr/points/PointGrabber.h vr/points/PointRenderer.h
+    vr/objects/AnnotationController.h vr/objects/HTMLView.h vr/objects/LabelRenderer.h
+    vr/objects/MeasurementController.h vr/objects/MeshRenderer.h vr/objects/Object3dGrabber.h)
 foreach(header IN LISTS ORVEL_PUBLIC_HEADERS)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvel/${folder})

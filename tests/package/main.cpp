@@ -11,6 +11,12 @@
 #include "vr/VRManager.h"
 #include "vr/VRRenderer.h"
 #include "vr/VrModelRenderer.h"
+#include "vr/objects/AnnotationController.h"
+#include "vr/objects/HTMLView.h"
+#include "vr/objects/LabelRenderer.h"
+#include "vr/objects/MeasurementController.h"
+#include "vr/objects/MeshRenderer.h"
+#include "vr/objects/Object3dGrabber.h"
 #include "vr/points/PointGrabber.h"
 #include "vr/points/PointRenderer.h"
 
