@@ -1,6 +1,7 @@
 #include "tests/support/RecordingHost.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace OrvelTest {
 
@@ -130,6 +131,25 @@ void RecordingHost::clearPendingMeasurement() {
     record("clearPendingMeasurement");
     std::lock_guard<std::mutex> lock(mutex);
     pending.clear();
+}
+
+void RecordingHost::sendHtmlPointerMove(int x, int y, bool state) {
+    record("sendHtmlPointerMove");
+    std::lock_guard<std::mutex> lock(mutex);
+    events.push_back({false, x, y, state});
+}
+
+void RecordingHost::sendHtmlButton(int x, int y, bool state) {
+    record("sendHtmlButton");
+    std::lock_guard<std::mutex> lock(mutex);
+    events.push_back({true, x, y, state});
+}
+
+std::string RecordingHost::formatLength(float length) {
+    record("formatLength");
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f", static_cast<double>(length));
+    return text;
 }
 
 } // namespace OrvelTest

@@ -18,6 +18,12 @@ public:
         std::string name;
         std::thread::id thread;
     };
+    struct HtmlEvent {
+        bool button; // sendHtmlButton, else sendHtmlPointerMove
+        int x;
+        int y;
+        bool state;
+    };
     struct Screenshot {
         std::vector<unsigned char> rgba;
         unsigned width;
@@ -48,6 +54,7 @@ public:
     std::vector<int> headsetKinds() const { return locked(kinds); }
     std::vector<Ko_1_1::Mat4d<float>> viewTransforms() const { return locked(transforms); }
     std::vector<Screenshot> screenshots() const { return locked(shots); }
+    std::vector<HtmlEvent> htmlEvents() const { return locked(events); }
 
     void queryPoints(float fov, unsigned short width, unsigned short height, float nearZ, float farZ,
                      Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up, Ko_1_1::Vec3d<double> back,
@@ -57,8 +64,8 @@ public:
     void reservedSlot3() override { record("reservedSlot3"); }
     void getMeshes(std::vector<VR::MeshData>& out) override;
     bool getHtmlImage(const unsigned char*& pixels, int& width, int& height) override;
-    void sendHtmlPointerMove(int, int, bool) override { record("sendHtmlPointerMove"); }
-    void sendHtmlButton(int, int, bool) override { record("sendHtmlButton"); }
+    void sendHtmlPointerMove(int x, int y, bool state) override;
+    void sendHtmlButton(int x, int y, bool state) override;
     void onVrClosed() override { record("onVrClosed"); }
     void onMeasurementFinished(const Ko_1_1::Vec3d<float>&, float, int) override {
         record("onMeasurementFinished");
@@ -80,7 +87,8 @@ public:
     void reservedSlot19() override { record("reservedSlot19"); }
     int getPointSize() override { return record("getPointSize", pointSize); }
     std::string getLengthUnitText() override { return record("getLengthUnitText", std::string("m")); }
-    std::string formatLength(float length) override { return record("formatLength", std::to_string(length)); }
+    // Two decimals, as a host showing metres would.
+    std::string formatLength(float length) override;
     bool hasPendingMeasurement() override;
     void clearPendingMeasurement() override;
     void reservedSlot25() override { record("reservedSlot25"); }
@@ -114,6 +122,7 @@ private:
     int pageHeight = 0;
     bool pageChanged = false;
     std::vector<VR::MeasurementData> pending;
+    std::vector<HtmlEvent> events;
 };
 
 } // namespace OrvelTest
