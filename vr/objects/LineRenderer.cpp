@@ -12,6 +12,7 @@
 #include "engine/Texture.h"
 #include "vr/LibrarySettings.h"
 #include "vr/SharedMaterials.h"
+#include "vr/objects/BlendScope.h"
 
 namespace {
 
@@ -47,36 +48,6 @@ void setMatrices(Brume::Material& material, const Ko_1_1::Mat4d<float>& worldToH
     material.set("headToEye", headToEye);
     material.set("projection", projection);
 }
-
-// Blending for the label's translucent plate, put back as it was found.
-class LabelBlending {
-public:
-    LabelBlending() {
-        wasEnabled = glIsEnabled(GL_BLEND) == GL_TRUE;
-        glGetIntegerv(GL_BLEND_SRC_RGB, &srcRgb);
-        glGetIntegerv(GL_BLEND_DST_RGB, &dstRgb);
-        glGetIntegerv(GL_BLEND_SRC_ALPHA, &srcAlpha);
-        glGetIntegerv(GL_BLEND_DST_ALPHA, &dstAlpha);
-        glEnable(GL_BLEND);
-        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    }
-    ~LabelBlending() {
-        glBlendFuncSeparate(static_cast<GLenum>(srcRgb), static_cast<GLenum>(dstRgb),
-                            static_cast<GLenum>(srcAlpha), static_cast<GLenum>(dstAlpha));
-        if (!wasEnabled) {
-            glDisable(GL_BLEND);
-        }
-    }
-    LabelBlending(const LabelBlending&) = delete;
-    LabelBlending& operator=(const LabelBlending&) = delete;
-
-private:
-    bool wasEnabled = false;
-    GLint srcRgb = GL_ONE;
-    GLint dstRgb = GL_ZERO;
-    GLint srcAlpha = GL_ONE;
-    GLint dstAlpha = GL_ZERO;
-};
 
 std::shared_ptr<Brume::Texture> makeLabelTexture(unsigned width, unsigned height) {
     // Mipmapped: the label is usually drawn far smaller than its bitmap, and plain linear sampling would
@@ -200,7 +171,7 @@ void LineRenderer::draw(Brume::Renderer& renderer, const Ko_1_1::Mat4d<float>& w
     labelMaterial->set("backgroundOpacity", opacity);
     labelMaterial->set("foregroundColor", rgba);
     labelMaterial->set("tex", labelTexture);
-    LabelBlending blending;
+    BlendScope blending;
     renderer.draw(labelMaterial, geometry, static_cast<std::int64_t>(2 * (segments - 1)), 2);
 }
 
