@@ -7,7 +7,6 @@
 
 #include "engine/Renderer.h"
 #include "engine/Target.h"
-#include "engine/Texture.h"
 #include "tests/support/GLContext.h"
 #include "vr/SharedMaterials.h"
 #include "vr/objects/AnnotationController.h"
@@ -30,15 +29,9 @@ unsigned readStencil(int x, int y) {
 bool isBlack(const Rgba& p) {
     return p.r == 0 && p.g == 0 && p.b == 0;
 }
-
 // Pixels drawn in the label's foreground colour (0.1, 0.3, 0.7).
 bool isForeground(const Rgba& p) {
     return std::abs(p.r - 26) <= 2 && std::abs(p.g - 77) <= 2 && std::abs(p.b - 179) <= 2;
-}
-
-// The plate's white background over black at the given opacity.
-bool isPlate(const Rgba& p, int level) {
-    return p.r == p.g && p.g == p.b && std::abs(p.r - level) <= 2;
 }
 
 class AnnotationGLTest : public OrvelTest::GLTest {
@@ -46,11 +39,9 @@ protected:
     // A colour + depth-stencil target, cleared to black, that writes the stencil reference wherever a
     // fragment lands.
     void useTarget(int width, int height) {
-        auto color = std::make_shared<Brume::Texture>(width, height, GL_RGBA, GL_NEAREST, GL_NEAREST,
-                                                      GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-        auto depth = std::make_shared<Brume::Texture>(width, height, GL_DEPTH_STENCIL, GL_NEAREST, GL_NEAREST,
-                                                      GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-        renderer.setTarget(std::make_shared<Brume::Target>(color, depth));
+        renderer.setTarget(
+            std::make_shared<Brume::Target>(OrvelTest::makeTexture(width, height, GL_RGBA),
+                                            OrvelTest::makeTexture(width, height, GL_DEPTH_STENCIL)));
         glViewport(0, 0, width, height);
         glEnable(GL_DEPTH_TEST);
         glEnable(GL_STENCIL_TEST);
@@ -64,19 +55,7 @@ protected:
         glClear(GL_STENCIL_BUFFER_BIT);
         renderer.clear();
     }
-    int countPixels(int width, int height, bool (*test)(const Rgba&)) {
-        int count = 0;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                count += test(readPixel(x, y)) ? 1 : 0;
-            }
-        }
-        return count;
-    }
     void TearDown() override {
-        glDisable(GL_DEPTH_TEST);
-        glDisable(GL_STENCIL_TEST);
-        glBindFramebuffer(GL_FRAMEBUFFER, 0);
         renderer.setTarget(nullptr);
         VR::SharedMaterials::releaseAll();
         OrvelTest::GLTest::TearDown();
@@ -85,43 +64,34 @@ protected:
     Brume::Renderer renderer;
 };
 
-// The plate's extent in pixels along the middle row and the middle column of a 256 x 128 target.
-std::pair<int, int> plateSize() {
-    int width = 0;
-    int height = 0;
-    for (int x = 0; x < 256; ++x) {
-        width += isBlack(readPixel(x, 64)) ? 0 : 1;
-    }
-    for (int y = 0; y < 128; ++y) {
-        height += isBlack(readPixel(128, y)) ? 0 : 1;
-    }
-    return {width, height};
-}
-
 TEST_F(AnnotationGLTest, LabelShowsItsTextOnAPlateSizedToTheText) {
     useTarget(256, 128);
     // One world unit is half the target's height: the 0.1 high plate is 12.8 pixels high.
     Mat4d<float> mvp;
     mvp.at(0, 0) = 1.0f;
     mvp.at(1, 1) = 2.0f;
+    // The plate's extent in pixels along the middle row and the middle column, drawn afresh.
     LabelRenderer label;
-    label.draw(renderer, mvp);
+    const auto plateSize = [&] {
+        clear();
+        label.draw(renderer, mvp);
+        std::pair<int, int> size{0, 0};
+        for (int i = 0; i < 256; ++i) {
+            size.first += isBlack(readPixel(i, 64)) ? 0 : 1;
+            size.second += i < 128 && !isBlack(readPixel(128, i)) ? 1 : 0;
+        }
+        return size;
+    };
     EXPECT_EQ(plateSize(), std::make_pair(0, 0)) << "a label without text draws nothing";
-
     label.setText("Measuring");
     label.setVisible(false);
-    label.draw(renderer, mvp);
     EXPECT_EQ(plateSize(), std::make_pair(0, 0)) << "a hidden label draws nothing";
 
     label.setVisible(true);
-    label.draw(renderer, mvp);
     const std::pair<int, int> shortPlate = plateSize();
     EXPECT_NEAR(shortPlate.second, 13, 1);
     EXPECT_GT(shortPlate.first, shortPlate.second);
-
-    clear();
     label.setText("Measuring distance");
-    label.draw(renderer, mvp);
     const std::pair<int, int> longPlate = plateSize();
     EXPECT_GT(longPlate.first, shortPlate.first + 20);
     EXPECT_EQ(longPlate.second, shortPlate.second);
@@ -133,44 +103,40 @@ VR::AnnotationData annotation(const std::string& uuid, const std::string& text, 
 
 TEST_F(AnnotationGLTest, ControllerFollowsTheHostsListByUuid) {
     AnnotationController controller(1.0f);
+    const auto& entries = controller.getEntries();
     controller.updateAnnotations({annotation("a", "A"), annotation("b", "B"), annotation("c", "C")});
-    ASSERT_EQ(controller.getEntries().size(), 3u);
-    const std::vector<AnnotationController::Entry> first = controller.getEntries();
-
+    const std::vector<AnnotationController::Entry> first = entries;
     controller.updateAnnotations({annotation("a", "A"), annotation("b", "B"), annotation("c", "C")});
-    ASSERT_EQ(controller.getEntries().size(), 3u);
+    ASSERT_EQ(entries.size(), 3u);
     for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(controller.getEntries()[i].renderer, first[i].renderer) << "entry " << i << " was rebuilt";
+        EXPECT_EQ(entries[i].renderer, first[i].renderer) << "entry " << i << " was rebuilt";
     }
 
     // b and a go, c stays with the host's new text and place, d is added behind it.
     controller.updateAnnotations({annotation("d", "D"), annotation("c", "C2", {1, 2, 3})});
-    ASSERT_EQ(controller.getEntries().size(), 2u);
-    EXPECT_EQ(controller.getEntries()[0].uuid, "c");
-    EXPECT_EQ(controller.getEntries()[0].renderer, first[2].renderer);
-    EXPECT_EQ(controller.getEntries()[0].renderer->getText(), "C2");
-    EXPECT_EQ(controller.getEntries()[0].renderer->getPosition(), Vec3d<float>(1, 2, 3));
-    EXPECT_EQ(controller.getEntries()[1].uuid, "d");
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[0].uuid, "c");
+    EXPECT_EQ(entries[0].renderer, first[2].renderer);
+    EXPECT_EQ(entries[0].renderer->getText(), "C2");
+    EXPECT_EQ(entries[0].renderer->getPosition(), Vec3d<float>(1, 2, 3));
+    EXPECT_EQ(entries[1].uuid, "d");
 
-    // Stencil values name entries from 128 on; anything else names nothing.
-    EXPECT_EQ(controller.getUuidAtStencilIndex(128), "c");
-    EXPECT_EQ(controller.getUuidAtStencilIndex(129), "d");
-    for (unsigned outside : {0u, 127u, 130u}) {
-        EXPECT_EQ(controller.getUuidAtStencilIndex(outside), "") << outside;
-        controller.highlight(outside);
-    }
-    auto opacities = [&] {
-        return std::make_pair(controller.getEntries()[0].renderer->getOpacity(),
-                              controller.getEntries()[1].renderer->getOpacity());
+    // Stencil values name entries from 128 on; anything else names nothing, and highlights nothing.
+    const std::pair<unsigned, const char*> named[] = {{0, ""}, {127, ""}, {128, "c"}, {129, "d"}, {130, ""}};
+    const auto opacities = [&] {
+        return std::make_pair(entries[0].renderer->getOpacity(), entries[1].renderer->getOpacity());
     };
+    for (const auto& n : named) {
+        EXPECT_EQ(controller.getUuidAtStencilIndex(n.first), n.second) << n.first;
+        if (*n.second == '\0') {
+            controller.highlight(n.first);
+        }
+    }
     EXPECT_EQ(opacities(), std::make_pair(0.3f, 0.3f));
     controller.highlight(129);
     EXPECT_EQ(opacities(), std::make_pair(0.3f, 1.0f));
-    controller.resetHighlight();
-    EXPECT_EQ(opacities(), std::make_pair(0.3f, 0.3f));
-
     controller.updateAnnotations({});
-    EXPECT_TRUE(controller.getEntries().empty());
+    EXPECT_TRUE(entries.empty());
 }
 
 TEST_F(AnnotationGLTest, DrawsArrowAndLabelThatWriteTheirStencilValues) {
@@ -187,17 +153,28 @@ TEST_F(AnnotationGLTest, DrawsArrowAndLabelThatWriteTheirStencilValues) {
     Mat4d<float> headPose({1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, -1.5f, plateCentre, 1});
     const Mat4d<float> worldToHead = headPose.affineInverse();
     const Mat4d<float> projection = Mat4d<float>::perspective(SIZE, SIZE, -0.1f, -100.0f, 0.7853982f, 0, 0);
-    const Mat4d<float> headToEye;
-    controller.draw(renderer, projection * worldToHead, worldToHead, headToEye, projection, true);
+    // Draws afresh and counts the pixels that pass the test.
+    const auto draw = [&](bool (*test)(const Rgba&)) {
+        clear();
+        controller.draw(renderer, projection * worldToHead, worldToHead, Mat4d<float>(), projection, true);
+        int count = 0;
+        for (int i = 0; i < SIZE * SIZE; ++i) {
+            count += test(readPixel(i % SIZE, i / SIZE)) ? 1 : 0;
+        }
+        return count;
+    };
+    // Text and plate: glyphs in the foreground colour on a white plate at 0.3 (grey over black), which a
+    // highlight makes opaque.
+    EXPECT_GT(draw([](const Rgba& p) { return p.r == p.g && p.g == p.b && std::abs(p.r - 77) <= 2; }), 100);
+    EXPECT_GT(draw(isForeground), 100);
 
     const auto row = [&](float z) { return static_cast<int>(64 + 103 * (z - plateCentre)); };
     // The shaft is two pixels wide; the head narrows from ten pixels to its tip on the place over ten
     // pixels, so six pixels above the tip it is six wide.
     const int shaftRow = row(0.15f);
-    const int headRow = row(0.0f) + 6;
     EXPECT_TRUE(isForeground(readPixel(64, shaftRow)));
     EXPECT_TRUE(isBlack(readPixel(66, shaftRow)));
-    EXPECT_TRUE(isForeground(readPixel(66, headRow)));
+    EXPECT_TRUE(isForeground(readPixel(66, row(0.0f) + 6)));
     EXPECT_TRUE(isBlack(readPixel(64, row(0.0f) - 2))) << "the tip ends on the place";
     EXPECT_EQ(readStencil(64, shaftRow), 128u);
 
@@ -208,14 +185,8 @@ TEST_F(AnnotationGLTest, DrawsArrowAndLabelThatWriteTheirStencilValues) {
     EXPECT_EQ(readStencil(4, 124), 0u);
     EXPECT_TRUE(isBlack(readPixel(4, 124)));
 
-    // Text and plate: glyphs in the foreground colour on a white plate at 0.3, which a highlight makes
-    // opaque.
-    EXPECT_GT(countPixels(SIZE, SIZE, isForeground), 100);
-    EXPECT_GT(countPixels(SIZE, SIZE, [](const Rgba& p) { return isPlate(p, 77); }), 100);
     controller.highlight(128);
-    clear();
-    controller.draw(renderer, projection * worldToHead, worldToHead, headToEye, projection, true);
-    EXPECT_GT(countPixels(SIZE, SIZE, [](const Rgba& p) { return isPlate(p, 255); }), 100);
+    EXPECT_GT(draw([](const Rgba& p) { return p.r == p.g && p.g == p.b && p.r >= 253; }), 100);
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -17,13 +16,14 @@ namespace {
 using std::chrono::milliseconds;
 using VR::AnnotationData;
 using VR::MeasurementData;
+using Ids = std::vector<std::string>;
 
 // Stands in for the worker's naps: adds each nap to a virtual clock and returns at once, except that it
-// holds the worker (for real) at the first nap that would start at or after `holdAt`, until moved on.
-class VirtualSleep {
-public:
-    Object3dGrabber::Sleep sleeper() {
-        return [this](milliseconds nap) {
+// holds the worker (for real) at the first nap that would start at or after the hold, until moved on.
+// The worker is always stopped, also when an assertion ends the test early.
+struct RunningGrabber {
+    explicit RunningGrabber(Object3dGrabber::ObjectQuery query) : grabber(std::move(query)) {
+        grabber.setSleep([this](milliseconds nap) {
             std::unique_lock<std::mutex> guard(mutex);
             held = elapsed >= limit;
             changed.notify_all();
@@ -31,7 +31,11 @@ public:
             held = false;
             naps.push_back(nap);
             elapsed += nap;
-        };
+        });
+    }
+    ~RunningGrabber() {
+        holdAt(milliseconds::max());
+        grabber.stopThread();
     }
     void holdAt(milliseconds at) {
         std::lock_guard<std::mutex> guard(mutex);
@@ -49,56 +53,35 @@ public:
         return naps;
     }
 
-private:
     std::mutex mutex;
     std::condition_variable changed;
     milliseconds elapsed{0};
     milliseconds limit = milliseconds::max();
     bool held = false;
     std::vector<milliseconds> naps;
-};
-
-// A grabber whose worker runs in the sleeper's virtual time and is always stopped, also when an assertion
-// ends the test early.
-struct RunningGrabber {
-    explicit RunningGrabber(Object3dGrabber::ObjectQuery query) : grabber(std::move(query)) {
-        grabber.setSleep(sleep.sleeper());
-    }
-    ~RunningGrabber() {
-        sleep.holdAt(milliseconds::max());
-        grabber.stopThread();
-    }
-    VirtualSleep sleep;
     Object3dGrabber grabber;
 };
 
-struct Delivery {
-    bool taken = false;
-    std::vector<std::string> measurementIds;
-    std::vector<std::string> annotationIds;
-    std::vector<std::string> order;
-};
-
-Delivery poll(Object3dGrabber& grabber) {
-    Delivery d;
-    d.taken = grabber.tryProcessObjects(
+// What one tryProcessObjects hands over: measurement ids, then annotation ids; nothing when not taken.
+std::vector<Ids> poll(Object3dGrabber& grabber) {
+    std::vector<Ids> got;
+    grabber.tryProcessObjects(
         [&](const std::vector<MeasurementData>& m) {
-            d.order.push_back("measurements");
+            got.emplace_back();
             for (const MeasurementData& x : m) {
-                d.measurementIds.push_back(x.uuid);
+                got.back().push_back(x.uuid);
             }
         },
         [&](const std::vector<AnnotationData>& a) {
-            d.order.push_back("annotations");
+            got.emplace_back();
             for (const AnnotationData& x : a) {
-                d.annotationIds.push_back(x.uuid);
+                got.back().push_back(x.uuid);
             }
         });
-    return d;
+    return got;
 }
 
 TEST(Object3dGrabber, DeliversOnlyTheNewestAnswerOnce) {
-    using Ids = std::vector<std::string>;
     struct Case {
         std::vector<Ids> answers; // measurement ids of each host answer, one answer a cycle
         Ids delivered;
@@ -109,29 +92,24 @@ TEST(Object3dGrabber, DeliversOnlyTheNewestAnswerOnce) {
         {{Ids{}}, {}},
     };
     for (const Case& c : cases) {
-        std::vector<Ids> answers = c.answers;
         int calls = 0;
         RunningGrabber host([&](std::vector<MeasurementData>& m, std::vector<AnnotationData>& a) {
             EXPECT_TRUE(m.empty() && a.empty()) << "the host gets cleared vectors";
-            for (const std::string& id : answers[static_cast<std::size_t>(calls) % answers.size()]) {
+            for (const std::string& id : c.answers[static_cast<std::size_t>(calls) % c.answers.size()]) {
                 m.push_back({{}, id});
-                a.push_back({{}, "text", "a-" + id});
+                a.push_back({{}, "text", id});
             }
             ++calls;
         });
         // Held at the first nap after the last answer was published.
-        host.sleep.holdAt(milliseconds(1000) * static_cast<int>(answers.size() - 1));
-        EXPECT_FALSE(poll(host.grabber).taken) << "nothing before the first answer";
+        host.holdAt(milliseconds(1000) * static_cast<int>(c.answers.size() - 1));
+        EXPECT_TRUE(poll(host.grabber).empty()) << "nothing before the first answer";
         host.grabber.startThread();
-        ASSERT_TRUE(host.sleep.waitUntilHeld());
+        ASSERT_TRUE(host.waitUntilHeld());
 
-        const Delivery first = poll(host.grabber);
-        EXPECT_TRUE(first.taken);
-        EXPECT_EQ(first.measurementIds, c.delivered);
-        EXPECT_EQ(first.annotationIds.size(), c.delivered.size());
-        EXPECT_EQ(first.order, (std::vector<std::string>{"measurements", "annotations"}));
-        EXPECT_FALSE(poll(host.grabber).taken) << "an answer is delivered once";
-        EXPECT_EQ(calls, static_cast<int>(answers.size()));
+        EXPECT_EQ(poll(host.grabber), (std::vector<Ids>{c.delivered, c.delivered}));
+        EXPECT_TRUE(poll(host.grabber).empty()) << "an answer is delivered once";
+        EXPECT_EQ(calls, static_cast<int>(c.answers.size()));
     }
 }
 
@@ -156,21 +134,14 @@ TEST(Object3dGrabber, StopDuringTheHostQueryEndsRightAfterIt) {
     {
         std::unique_lock<std::mutex> guard(mutex);
         ASSERT_TRUE(changed.wait_for(guard, std::chrono::seconds(30), [&] { return calls == 1; }));
+        stopping = true;
     }
-    std::thread stopper([&] {
-        {
-            std::lock_guard<std::mutex> guard(mutex);
-            stopping = true;
-        }
-        changed.notify_all();
-        host.grabber.stopThread();
-    });
-    stopper.join();
+    changed.notify_all();
+    host.grabber.stopThread();
 
     EXPECT_EQ(calls, 1);
-    EXPECT_LE(host.sleep.taken().size(), 1u) << "a stop is honoured within one nap of the query's end";
-    EXPECT_EQ(poll(host.grabber).measurementIds, std::vector<std::string>{"slow"})
-        << "the slow answer is still published";
+    EXPECT_LE(host.taken().size(), 1u) << "a stop is honoured within one nap of the query's end";
+    EXPECT_EQ(poll(host.grabber), (std::vector<Ids>{{"slow"}, {}})) << "the slow answer is still published";
 }
 
 TEST(Object3dGrabber, KeepsAskingAFailingHostAndLogsItSparingly) {
@@ -181,17 +152,17 @@ TEST(Object3dGrabber, KeepsAskingAFailingHostAndLogsItSparingly) {
         m.push_back({{}, "partial"});
         throw std::runtime_error("host down");
     });
-    host.sleep.holdAt(milliseconds(3000));
+    host.holdAt(milliseconds(3000));
     host.grabber.startThread();
-    ASSERT_TRUE(host.sleep.waitUntilHeld());
+    ASSERT_TRUE(host.waitUntilHeld());
     // Asked at 0, 1000, 2000 and 3000 ms: ten 100 ms naps between two queries, failed or not.
     EXPECT_EQ(calls, 4);
-    EXPECT_EQ(host.sleep.taken(), std::vector<milliseconds>(30, Object3dGrabber::NAP));
-    EXPECT_FALSE(poll(host.grabber).taken) << "a failed query publishes nothing";
+    EXPECT_EQ(host.taken(), std::vector<milliseconds>(30, Object3dGrabber::NAP));
+    EXPECT_TRUE(poll(host.grabber).empty()) << "a failed query publishes nothing";
     EXPECT_EQ(log.lines(), std::vector<std::wstring>{L"Exception caught: host down\n"});
 
-    host.sleep.holdAt(milliseconds(12000));
-    ASSERT_TRUE(host.sleep.waitUntilHeld());
+    host.holdAt(milliseconds(12000));
+    ASSERT_TRUE(host.waitUntilHeld());
     EXPECT_EQ(calls, 13);
     EXPECT_EQ(log.lines(), (std::vector<std::wstring>{L"Exception caught: host down\n",
                                                       L"Exception caught: host down (10 more times)\n"}));
