@@ -20,11 +20,7 @@ using Ko_1_1::Vec3d;
 using OrvelTest::readPixel;
 using OrvelTest::Rgba;
 
-unsigned readStencil(int x, int y) {
-    GLuint depthStencil = 0;
-    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
-    return depthStencil & 0xFFu;
-}
+using OrvelTest::readStencil;
 
 bool isBlack(const Rgba& p) {
     return p.r == 0 && p.g == 0 && p.b == 0;
@@ -39,9 +35,7 @@ protected:
     // A colour + depth-stencil target, cleared to black, that writes the stencil reference wherever a
     // fragment lands.
     void useTarget(int width, int height) {
-        renderer.setTarget(
-            std::make_shared<Brume::Target>(OrvelTest::makeTexture(width, height, GL_RGBA),
-                                            OrvelTest::makeTexture(width, height, GL_DEPTH_STENCIL)));
+        renderer.setTarget(OrvelTest::makeTarget(width, height));
         glViewport(0, 0, width, height);
         glEnable(GL_DEPTH_TEST);
         glEnable(GL_STENCIL_TEST);

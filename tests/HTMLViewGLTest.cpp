@@ -139,16 +139,11 @@ TEST_F(HTMLViewGLTest, ReplacesPageTexturesOnlyForANewSize) {
     }
 }
 
-unsigned readStencil(int x, int y) {
-    GLuint depthStencil = 0;
-    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
-    return depthStencil & 0xFFu;
-}
+using OrvelTest::readStencil;
 
 TEST_F(HTMLViewGLTest, ShowsThePageUprightInTheHostsColours) {
     constexpr int SIZE = 128;
-    renderer.setTarget(std::make_shared<Brume::Target>(OrvelTest::makeTexture(SIZE, SIZE, GL_RGBA),
-                                                       OrvelTest::makeTexture(SIZE, SIZE, GL_DEPTH_STENCIL)));
+    renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
     glViewport(0, 0, SIZE, SIZE);
     glEnable(GL_STENCIL_TEST);
     glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);

@@ -28,11 +28,7 @@ MeasurementData across(const std::string& uuid, float y, float d = 10.0f) {
     return MeasurementData{{{-0.2f * d, y, -d}, {0.2f * d, y, -d}}, uuid};
 }
 
-unsigned readStencil(int x, int y) {
-    GLuint depthStencil = 0;
-    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
-    return depthStencil & 0xFFu;
-}
+using OrvelTest::readStencil;
 
 bool near(const OrvelTest::Rgba& p, int r, int g, int b) {
     return std::abs(p.r - r) <= 2 && std::abs(p.g - g) <= 2 && std::abs(p.b - b) <= 2;
@@ -57,9 +53,7 @@ class MeasurementControllerGLTest : public OrvelTest::GLTest {
 protected:
     void SetUp() override {
         OrvelTest::GLTest::SetUp();
-        renderer.setTarget(
-            std::make_shared<Brume::Target>(OrvelTest::makeTexture(SIZE, SIZE, GL_RGBA),
-                                            OrvelTest::makeTexture(SIZE, SIZE, GL_DEPTH_STENCIL)));
+        renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
         glViewport(0, 0, SIZE, SIZE);
         glEnable(GL_DEPTH_TEST);
         glEnable(GL_STENCIL_TEST);

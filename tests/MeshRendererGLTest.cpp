@@ -49,11 +49,7 @@ MeshData blueLine() {
     return mesh;
 }
 
-unsigned readStencil(int x, int y) {
-    GLuint depthStencil = 0;
-    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
-    return depthStencil & 0xFFu;
-}
+using OrvelTest::readStencil;
 
 // Whether any pixel of row 32 around the line's column holds blue.
 bool lineVisible() {
@@ -72,9 +68,7 @@ class MeshRendererGLTest : public OrvelTest::GLTest {
 protected:
     void SetUp() override {
         OrvelTest::GLTest::SetUp();
-        renderer.setTarget(
-            std::make_shared<Brume::Target>(OrvelTest::makeTexture(SIZE, SIZE, GL_RGBA),
-                                            OrvelTest::makeTexture(SIZE, SIZE, GL_DEPTH_STENCIL)));
+        renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
         glViewport(0, 0, SIZE, SIZE);
         glEnable(GL_DEPTH_TEST);
         clear();

@@ -65,11 +65,7 @@ Point3dRGB readPoint(const Brume::Buffer& buffer, std::size_t index) {
     return p;
 }
 
-unsigned readStencil(int x, int y) {
-    GLuint depthStencil = 0;
-    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
-    return depthStencil & 0xFFu;
-}
+using OrvelTest::readStencil;
 
 // 90 degrees vertically on a square target: a point (x, 0, -5) in front of the camera lands at pixel
 // column 32 + 32 * x / 5.
@@ -81,20 +77,11 @@ class PointRendererGLTest : public OrvelTest::GLTest {
 protected:
     // A square colour + depth-stencil target, bound, cleared to black, depth test on.
     void useTarget(Brume::Renderer& renderer) {
-        auto color = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_RGBA, GL_NEAREST, GL_NEAREST,
-                                                      GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-        auto depth = std::make_shared<Brume::Texture>(SIZE, SIZE, GL_DEPTH_STENCIL, GL_NEAREST, GL_NEAREST,
-                                                      GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE);
-        renderer.setTarget(std::make_shared<Brume::Target>(color, depth));
+        renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
         glViewport(0, 0, SIZE, SIZE);
         glEnable(GL_DEPTH_TEST);
         glClearColor(0, 0, 0, 0);
         renderer.clear();
-    }
-    void TearDown() override {
-        glDisable(GL_DEPTH_TEST);
-        glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        OrvelTest::GLTest::TearDown();
     }
 };
 

@@ -1,5 +1,7 @@
 #include "tests/support/GLContext.h"
 
+#include "engine/Target.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -111,6 +113,17 @@ std::shared_ptr<Brume::Material> makeMaterial(const std::string& vertex, const s
 std::shared_ptr<Brume::Texture> makeTexture(int width, int height, GLenum format, GLenum minFilter) {
     return std::make_shared<Brume::Texture>(width, height, format, GL_NEAREST, minFilter, GL_CLAMP_TO_EDGE,
                                             GL_CLAMP_TO_EDGE);
+}
+
+std::shared_ptr<Brume::Target> makeTarget(int width, int height) {
+    return std::make_shared<Brume::Target>(makeTexture(width, height, GL_RGBA),
+                                           makeTexture(width, height, GL_DEPTH_STENCIL));
+}
+
+unsigned readStencil(int x, int y) {
+    GLuint depthStencil = 0;
+    glReadPixels(x, y, 1, 1, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, &depthStencil);
+    return depthStencil & 0xFFu;
 }
 
 } // namespace OrvelTest

@@ -11,6 +11,10 @@
 #include "engine/Material.h"
 #include "engine/Texture.h"
 
+namespace Brume {
+class Target;
+}
+
 namespace OrvelTest {
 
 // A hidden GLFW window with a 4.1 core context, current on the calling thread, loader initialised.
@@ -54,10 +58,15 @@ struct Rgba {
 };
 Rgba readPixel(int x, int y);
 
+// The stencil value at a pixel of the currently bound read frame buffer.
+unsigned readStencil(int x, int y);
+
 // A program linked from the two sources; compile and link failures throw as the engine reports them.
 std::shared_ptr<Brume::Material> makeMaterial(const std::string& vertex, const std::string& fragment);
 // A texture with clamped edges and GL_NEAREST magnification.
 std::shared_ptr<Brume::Texture> makeTexture(int width, int height, GLenum format,
                                             GLenum minFilter = GL_NEAREST);
+// An RGBA colour and depth-stencil target of the size, like an eye's.
+std::shared_ptr<Brume::Target> makeTarget(int width, int height);
 
 } // namespace OrvelTest
