@@ -1,1 +1,0 @@
-orvel_add_test(simvr_tests SOURCES SimVRTest.cpp LIBS orvel_simvr_test_support)
