@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "simvr/SimVR.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RecordingHost.h"
+#include "text/Bitmap.h"
 #include "vr/IOpenVR.h"
 #include "vr/MinimalOpenVR.h"
 #include "vr/VRManager.h"
@@ -727,7 +729,10 @@ TEST_F(HostObjectsRun, StoredMeasurementsAndAnnotationsAreDrawnWithTheirStencil)
 
 TEST_F(HostObjectsRun, PendingMeasurementReplacesTheToolsMeasurement) {
     RecordingHost host;
+    // As a real host does, the refined measurement is in the host's list too: the list the object grabber
+    // fetches next must not take it away again.
     host.setPendingMeasurement(measurementAhead());
+    host.setObjects({measurementAhead()}, {});
     const EyePicture picture = runUntil(host, [](const EyePicture& p, int) { return p.countStencil(3) > 0; });
     EXPECT_GT(picture.countStencil(3), 20) << "the refined measurement is shown as stored measurement 0";
     EXPECT_EQ(host.count("getPendingMeasurement"), 1);
@@ -777,6 +782,38 @@ TEST_F(HostObjectsRun, TabletShowsTheHostsPageInTheLeftHand) {
     EXPECT_NEAR(colour[0], 10, 25);
     EXPECT_NEAR(colour[1], 50, 25);
     EXPECT_NEAR(colour[2], 200, 25);
+}
+
+} // namespace
+
+namespace {
+
+// Damaged host objects are shown as far as they can be, or skipped with a line in the log; the run goes on.
+TEST_F(HostObjectsRun, DamagedObjectsNeverEndTheRun) {
+    RecordingHost host;
+    LogCapture log;
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    host.setObjects({{{{nan, 2.0f, 1.7f}, {0.4f, 2.0f, 1.75f}}, "m-nan"},
+                     {{{0.0f, 2.0f, 1.0f}}, "m-one"},
+                     measurementAhead()},
+                    {{{0.3, 2.5, 1.5}, "bad \xC3\x28 text", "a-bad"}});
+    VR::MeshData outOfRange;
+    outOfRange.positions = {{0, 2, 1}, {1, 2, 1}, {0, 2, 2}};
+    outOfRange.indices = {0, 1, 7};
+    VR::MeshData threeBytes = outOfRange;
+    threeBytes.indices = {0, 1, 2};
+    threeBytes.texCoords = {{0, 0}, {1, 0}, {0, 1}};
+    threeBytes.texture = std::make_shared<Bitmap>(2, 2, 3, std::vector<unsigned char>(12, 200));
+    host.meshes = {outOfRange, threeBytes};
+    host.meshVisible = true;
+    const EyePicture picture =
+        runUntil(host, [](const EyePicture& p, int) { return p.countStencil(128) > 0; });
+    EXPECT_GT(picture.countStencil(5), 20) << "the sound measurement after the damaged ones is drawn";
+    EXPECT_GT(picture.countStencil(128), 20) << "the annotation shows its text with the bad bytes replaced";
+    EXPECT_EQ(picture.countStencil(2), 0) << "both damaged meshes were skipped";
+    EXPECT_EQ(log.count(L"Mesh with an index beyond its vertices skipped\n"), 1);
+    EXPECT_EQ(log.count(L"Mesh with a texture that is not four bytes a pixel skipped\n"), 1);
+    EXPECT_EQ(log.count(L"Exception caught"), 0);
 }
 
 } // namespace

@@ -474,9 +474,11 @@ void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye
     glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
     glStencilMask(0xFF);
 
-    takeOverObjects();
-    // A batch is uploaded once a frame, not once an eye, so the per-frame upload stays within its limit.
+    // New host data is taken over once a frame, before the first eye, so both eyes show the same objects
+    // with the same stencil values; a batch is uploaded once a frame too, so the per-frame upload stays
+    // within its limit.
     if (eye == 0) {
+        takeOverObjects();
         pointRenderer->uploadNewBuffer();
     }
     glStencilFunc(GL_ALWAYS, PointRenderer::STENCIL_INDEX, 0xFF);
@@ -497,8 +499,7 @@ void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye
         const Ko_1_1::Mat4d<float> tabletPose =
             leftControllerMatrix * tabletOffset *
             Ko_1_1::Mat4d<float>::rotation({1.0f, 0.0f, 0.0f}, -0.7853982f);
-        htmlView->draw(renderer, viewProjection * tabletPose,
-                       eyeTargets[static_cast<std::size_t>(eye)]->getColorBuffer(), true);
+        htmlView->draw(renderer, viewProjection * tabletPose, nullptr, true);
     }
 
     // The info label floats a metre in front of the head, a little below the line of sight.

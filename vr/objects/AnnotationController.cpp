@@ -81,7 +81,9 @@ void AnnotationController::drawEntries(Brume::Renderer& renderer,
                                        const Ko_1_1::Mat4d<float>& projection, bool stencilPass, bool place) {
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (stencilPass) {
-            glStencilFunc(GL_ALWAYS, static_cast<GLint>(STENCIL_START_INDEX + i), 0xFFFFFFFF);
+            // Values from 192 on name the tablet: annotations beyond the range are drawn but not pickable.
+            const GLint value = i < STENCIL_COUNT ? static_cast<GLint>(STENCIL_START_INDEX + i) : 0;
+            glStencilFunc(GL_ALWAYS, value, 0xFFFFFFFF);
             glStencilMask(0xFF);
         }
         AnnotationRenderer& annotation = *entries[i].renderer;

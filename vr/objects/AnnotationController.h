@@ -19,6 +19,8 @@ class AnnotationRenderer;
 class ORVEL_VR_EXPORT AnnotationController {
 public:
     static constexpr unsigned STENCIL_START_INDEX = 128;
+    // Annotations that get a stencil value of their own; the rest are not pickable.
+    static constexpr unsigned STENCIL_COUNT = 64;
 
     struct Entry {
         std::string uuid;

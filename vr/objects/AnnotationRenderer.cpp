@@ -14,6 +14,7 @@
 #include "vr/LibrarySettings.h"
 #include "vr/SharedMaterials.h"
 #include "vr/objects/BlendScope.h"
+#include "vr/objects/LabelText.h"
 
 namespace {
 
@@ -80,8 +81,17 @@ void AnnotationRenderer::setAnnotation(const Vec3d<float>& newPosition, const st
 void AnnotationRenderer::rasterise() {
     unsigned width = 0;
     unsigned height = 0;
+    const std::string shown = labelText(text);
     labelBitmap.clear();
-    textRenderer.renderText(labelBitmap, text, MARGIN, MARGIN, PIXEL_SIZE, width, height);
+    textRenderer.renderText(labelBitmap, shown, MARGIN, MARGIN, PIXEL_SIZE, width, height);
+    const unsigned room = labelBitmap.getWidth() - 2 * MARGIN;
+    if (width > labelBitmap.getWidth() && width > 2 * MARGIN) {
+        // A long text is set smaller so that all of it fits on the plate rather than being cut off.
+        const auto smaller =
+            static_cast<unsigned>(static_cast<double>(PIXEL_SIZE) * room / (width - 2 * MARGIN));
+        labelBitmap.clear();
+        textRenderer.renderText(labelBitmap, shown, MARGIN, MARGIN, std::max(8u, smaller), width, height);
+    }
     labelTexture->setData(labelBitmap.data(), 4);
     rasterised = true;
 

@@ -7,10 +7,12 @@
 
 #include "engine/Buffer.h"
 #include "engine/GL.h"
+#include "engine/GLFunctions.h"
 #include "engine/Geometry.h"
 #include "engine/Material.h"
 #include "engine/Renderer.h"
 #include "engine/Texture.h"
+#include "platform/Log.h"
 #include "vr/LibrarySettings.h"
 #include "vr/SharedMaterials.h"
 #include "vr/objects/DoubleBufferedTexture.h"
@@ -86,11 +88,21 @@ void HTMLView::draw(Brume::Renderer& renderer, const Mat4d<float>& modelViewProj
     int width = 0;
     int height = 0;
     if (view->getHtmlImage(pixels, width, height) && pixels != nullptr && width > 0 && height > 0) {
-        if (!pageTexture || pageTexture->width() != width || pageTexture->height() != height) {
-            pageTexture = std::make_shared<DoubleBufferedTexture>(width, height, GL_BGRA);
+        const int largest = Brume::maxTextureSize();
+        if (width > largest || height > largest) {
+            // GL cannot hold such a page; the tablet keeps the last one it could show.
+            if (!oversizeReported) {
+                VR::logLine(L"Tablet page of %d x %d pixels is larger than %d; keeping the last page\n",
+                            width, height, largest);
+                oversizeReported = true;
+            }
+        } else {
+            if (!pageTexture || pageTexture->width() != width || pageTexture->height() != height) {
+                pageTexture = std::make_shared<DoubleBufferedTexture>(width, height, GL_BGRA);
+            }
+            pageTexture->back()->setData(pixels, 4);
+            pageTexture->swap();
         }
-        pageTexture->back()->setData(pixels, 4);
-        pageTexture->swap();
     }
 
     std::shared_ptr<Brume::Texture> shown = pageTexture ? pageTexture->front() : std::move(placeholder);

@@ -56,4 +56,5 @@ private:
     float halfSize = 0.3f;
     bool buttonDown = false;
     bool vrEnabled = true;
+    bool oversizeReported = false;
 };

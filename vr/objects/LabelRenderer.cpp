@@ -12,6 +12,7 @@
 #include "vr/LibrarySettings.h"
 #include "vr/SharedMaterials.h"
 #include "vr/objects/BlendScope.h"
+#include "vr/objects/LabelText.h"
 
 namespace {
 
@@ -76,7 +77,7 @@ LabelRenderer& LabelRenderer::operator=(LabelRenderer&& other) noexcept = defaul
 
 void LabelRenderer::setText(std::string text) {
     bitmap.clear();
-    textRenderer.renderText(bitmap, std::move(text), MARGIN, MARGIN, PIXEL_SIZE, textWidth, textHeight);
+    textRenderer.renderText(bitmap, labelText(text), MARGIN, MARGIN, PIXEL_SIZE, textWidth, textHeight);
     texture->setData(bitmap.data(), 4);
 }
 

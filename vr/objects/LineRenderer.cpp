@@ -13,6 +13,7 @@
 #include "vr/LibrarySettings.h"
 #include "vr/SharedMaterials.h"
 #include "vr/objects/BlendScope.h"
+#include "vr/objects/LabelText.h"
 
 namespace {
 
@@ -82,7 +83,7 @@ float LineRenderer::rasterise(TextRenderer& text, Bitmap& bitmap, const std::str
     unsigned usedWidth = 0;
     unsigned usedHeight = 0;
     bitmap.clear();
-    text.renderText(bitmap, content, margin, margin, pixelSize, usedWidth, usedHeight);
+    text.renderText(bitmap, labelText(content), margin, margin, pixelSize, usedWidth, usedHeight);
     if (bitmap.getWidth() == 0) {
         return 0.0f;
     }

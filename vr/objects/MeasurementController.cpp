@@ -189,7 +189,9 @@ void MeasurementController::draw(Brume::Renderer& renderer, const Ko_1_1::Mat4d<
         currentLine->draw(renderer, worldToHead, headToEye, projection, state == BOTH_POINTS_PLACED, false);
     }
     for (std::size_t i = 0; i < measurements.size(); ++i) {
-        glStencilFunc(GL_ALWAYS, static_cast<GLint>(STENCIL_START_INDEX + i), 0xFF);
+        // Values from 128 on name annotations: measurements beyond the range are drawn but not pickable.
+        const GLint value = i < STENCIL_COUNT ? static_cast<GLint>(STENCIL_START_INDEX + i) : 0;
+        glStencilFunc(GL_ALWAYS, value, 0xFF);
         glStencilMask(0xFF);
         LineRenderer& line = *measurements[i].second;
         if (stencilPass) {

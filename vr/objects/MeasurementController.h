@@ -33,6 +33,8 @@ class IVRView;
 class ORVEL_VR_EXPORT MeasurementController {
 public:
     static constexpr unsigned STENCIL_START_INDEX = 3;
+    // Stored measurements that get a stencil value of their own; the rest are not pickable.
+    static constexpr unsigned STENCIL_COUNT = 125;
     static constexpr std::array<float, 4> HIGHLIGHT_COLOR{1.0f, 0.6f, 0.4f, 1.0f};
     static constexpr float HIGHLIGHT_OPACITY = 1.0f;
     // The pixel width of a stored line in the picking pass: a broad band is easier to point at.

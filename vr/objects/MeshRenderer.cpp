@@ -38,6 +38,27 @@ void setLighting(Brume::Material& material, const Ko_1_1::Mat4d<float>& modelVie
     material.set("modelViewProjectionMatrix", modelViewProjection);
 }
 
+// What makes a host record unsafe to hand to GL (it would read outside the host's arrays), or null.
+const char* damage(const VR::MeshData& mesh) {
+    const std::size_t vertices = mesh.positions.size();
+    for (const std::uint32_t index : mesh.indices) {
+        if (index >= vertices) {
+            return "an index beyond its vertices";
+        }
+    }
+    if (!mesh.colors.empty() && mesh.colors.size() != vertices) {
+        return "a colour count other than its vertex count";
+    }
+    if (!mesh.texCoords.empty() && mesh.texCoords.size() != vertices) {
+        return "a texture coordinate count other than its vertex count";
+    }
+    if (mesh.texture && (mesh.texture->getNumberOfComponents() != 4 || mesh.texture->getWidth() == 0 ||
+                         mesh.texture->getHeight() == 0)) {
+        return "a texture that is not four bytes a pixel";
+    }
+    return nullptr;
+}
+
 } // namespace
 
 MeshRenderer::MeshRenderer(VR::IVRView* view)
@@ -52,6 +73,10 @@ void MeshRenderer::buildMeshes() {
     view->getMeshes(meshes);
 
     for (const VR::MeshData& mesh : meshes) {
+        if (const char* problem = damage(mesh)) {
+            VR::logLine(L"Mesh with %hs skipped\n", problem);
+            continue;
+        }
         std::shared_ptr<Brume::Geometry> geometry;
         if (mesh.mode == GL_TRIANGLES && mesh.texture) {
             geometry = std::make_shared<Brume::Geometry>(GL_TRIANGLES);

@@ -67,6 +67,8 @@ void Object3dGrabber::run() {
         } catch (const std::exception& e) {
             // A failing host must not take the viewer down; the next cycle asks again.
             reportQueryFailure(e.what());
+        } catch (...) {
+            reportQueryFailure("unknown exception");
         }
 
         if (answered) {

@@ -206,6 +206,10 @@ void PointGrabber::run() {
             reportQueryFailure(e.what(), clock());
             std::this_thread::sleep_for(WAIT_STEP);
             continue;
+        } catch (...) {
+            reportQueryFailure("unknown exception", clock());
+            std::this_thread::sleep_for(WAIT_STEP);
+            continue;
         }
 
         const bool firstEye = eyeToggle;
