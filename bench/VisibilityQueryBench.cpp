@@ -1,5 +1,5 @@
-// The demo host's answer to the viewer's point query, on generated rooms of 1 and 10 million points, at the
-// resolution the viewer asks for at its highest quality.
+// The demo host's answer to the viewer's point query, on generated rooms of 1, 10 and 100 million points, at
+// the resolution the viewer asks for at its highest quality, with and without footprints.
 
 #include <benchmark/benchmark.h>
 
@@ -14,7 +14,7 @@
 namespace {
 
 // Generating 10 million points takes seconds; each size is made once per process.
-const Demo::VisibilityQuery& roomOf(std::size_t points) {
+Demo::VisibilityQuery& roomOf(std::size_t points) {
     static std::map<std::size_t, std::unique_ptr<Demo::VisibilityQuery>> rooms;
     auto& room = rooms[points];
     if (!room) {
@@ -25,7 +25,8 @@ const Demo::VisibilityQuery& roomOf(std::size_t points) {
 
 // A user at eye height over the start position, turning on the spot: eight headings, one per query.
 void queryRoom(benchmark::State& state) {
-    const Demo::VisibilityQuery& room = roomOf(static_cast<std::size_t>(state.range(0)));
+    Demo::VisibilityQuery& room = roomOf(static_cast<std::size_t>(state.range(0)));
+    room.setFootprints(state.range(3) != 0);
     const unsigned short size = static_cast<unsigned short>(state.range(1));
     const float fov = static_cast<float>(state.range(2)) / 10.0f;
     const Ko_1_1::Vec3d<double> eye = room.startPosition() + Ko_1_1::Vec3d<double>{0.3, -0.2, 1.7};
@@ -54,11 +55,15 @@ void buildGrid(benchmark::State& state) {
 
 } // namespace
 
-// Arguments: cloud points, image size (square), field of view in tenths of a radian.
+// Arguments: cloud points, image size (square), field of view in tenths of a radian, footprints (1) or not.
 BENCHMARK(queryRoom)
-    ->Args({1000000, 1300, 12})
-    ->Args({10000000, 1300, 12})
-    ->Args({10000000, 1300, 20})
-    ->Args({10000000, 650, 12})
+    ->Args({1000000, 1300, 12, 0})
+    ->Args({1000000, 1300, 12, 1})
+    ->Args({10000000, 1300, 12, 0})
+    ->Args({10000000, 1300, 12, 1})
+    ->Args({10000000, 1300, 20, 1})
+    ->Args({10000000, 650, 12, 1})
+    ->Args({100000000, 1300, 12, 0})
+    ->Args({100000000, 1300, 12, 1})
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(buildGrid)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);

@@ -12,6 +12,7 @@ DemoView::DemoView(std::shared_ptr<const VisibilityQuery> query_, HostObjects ob
     : query(std::move(query_)), store(std::move(objects.measurements)),
       annotations(std::move(objects.annotations)), meshes(std::move(objects.meshes)),
       random(std::random_device{}()) {
+    pointSize = suggestedPointSize(query ? query->cloud().size() : 0);
     page.setPointSize(pointSize.load());
     showMeasurements();
 }
@@ -188,6 +189,15 @@ bool DemoView::loadMeshData(Ko_1_1::StringVal* const& path, std::vector<float>& 
         std::fprintf(stderr, "orvel_demo: %s\n", e.what());
         return false;
     }
+}
+
+int DemoView::suggestedPointSize(std::size_t points) {
+    // The query answers one point per covered pixel, so the point size sets how fine the picture is and how
+    // much each batch costs. At 2 a query pixel is about one and a half of an eye's pixels and is drawn two
+    // pixels wide: surfaces stay closed, and the viewer's widest query (twice the resolution) is a quarter
+    // of what size 1 would ask. Past some tens of millions of points the query itself costs more than its
+    // budget, and 3 trades detail for time.
+    return points > 20000000 ? 3 : 2;
 }
 
 } // namespace Demo

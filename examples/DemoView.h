@@ -39,6 +39,8 @@ class DemoView final : public VR::IVRView {
 public:
     static constexpr int MIN_POINT_SIZE = 1;
     static constexpr int MAX_POINT_SIZE = 8;
+    // The point size the host starts with for a cloud of that many points.
+    static int suggestedPointSize(std::size_t points);
 
     explicit DemoView(std::shared_ptr<const VisibilityQuery> query, HostObjects objects = {});
     DemoView(const DemoView&) = delete;

@@ -14,6 +14,12 @@ using Vec3 = Ko_1_1::Vec3d<double>;
 
 constexpr std::size_t POINTS_PER_CELL = 2048;
 constexpr std::size_t MAX_CELLS = std::size_t(1) << 16;
+// A footprint reaches this share of the local spacing to either side of its point, so that neighbouring
+// footprints overlap and close the gaps that a scan's irregular sampling leaves.
+constexpr float FOOTPRINT = 0.75f;
+// Footprints stop growing here (a 33-pixel square): a point so close is better shown large than not at all,
+// but a cloud that sparse has no surface worth closing.
+constexpr int MAX_REACH = 16;
 
 struct Plane {
     Vec3f normal;
@@ -102,13 +108,29 @@ void VisibilityQuery::buildGrid() {
     keyOf = {};
 
     const float inf = std::numeric_limits<float>::infinity();
+    const double subEdge = edge / SPLIT;
+    std::vector<float> spacings;
     for (std::size_t c = 0; c < total; ++c) {
         const std::uint32_t begin = start[c * SUBCELLS];
         const std::uint32_t end = start[(c + 1) * SUBCELLS];
         if (begin == end) {
             continue;
         }
-        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf}, begin, end};
+        // Scans are surfaces: the points of a sub-cell share about one sub-cell face of surface, so their
+        // spacing is the root of the area each has. Estimated per sub-cell, a sparse wall in front of a
+        // dense object keeps its own spacing.
+        const auto firstRun = static_cast<std::uint32_t>(runs_.size());
+        for (std::size_t k = c * SUBCELLS; k < (c + 1) * SUBCELLS; ++k) {
+            if (start[k + 1] > start[k]) {
+                const auto spacing =
+                    static_cast<float>(subEdge / std::sqrt(static_cast<double>(start[k + 1] - start[k])));
+                runs_.push_back({start[k], start[k + 1], spacing});
+                spacings.push_back(spacing);
+            }
+        }
+        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf},
+                  begin,           end,
+                  firstRun,        static_cast<std::uint32_t>(runs_.size())};
         for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
             const PointCloud::Point& p = points[i];
             cell.min = {std::min(cell.min.x, p.x), std::min(cell.min.y, p.y), std::min(cell.min.z, p.z)};
@@ -116,6 +138,9 @@ void VisibilityQuery::buildGrid() {
         }
         cells_.push_back(cell);
     }
+    const auto middle = spacings.begin() + static_cast<std::ptrdiff_t>(spacings.size() / 2);
+    std::nth_element(spacings.begin(), middle, spacings.end());
+    medianSpacing = *middle;
 }
 
 void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned short height, float nearZ,
@@ -178,26 +203,40 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
         if (!visible) {
             continue;
         }
-        for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
-            const float dx = points[i].x - C.x;
-            const float dy = points[i].y - C.y;
-            const float dz = points[i].z - C.z;
-            const float depth = -(dx * B.x + dy * B.y + dz * B.z);
-            if (!(depth >= nearZ && depth <= farZ)) {
-                continue;
-            }
-            const float scale = focal / depth;
-            const float px = (dx * R.x + dy * R.y + dz * R.z) * scale + halfW;
-            const float py = (dx * U.x + dy * U.y + dz * U.z) * scale + halfH;
-            if (!(px >= 0.0f && px < fw && py >= 0.0f && py < fh)) {
-                continue;
-            }
-            const std::size_t pixel = static_cast<std::size_t>(py) * width + static_cast<std::size_t>(px);
-            // Positive floats order like their bit patterns, so depth and index make one comparable key;
-            // equal depths keep the lower index, which makes the answer deterministic.
-            const std::uint64_t key = (static_cast<std::uint64_t>(floatBits(depth)) << 32) | i;
-            if (key < nearest[pixel]) {
-                nearest[pixel] = key;
+        for (std::uint32_t r = cell.firstRun; r < cell.endRun; ++r) {
+            const Run& run = runs_[r];
+            const float footprintScale = footprints ? FOOTPRINT * run.spacing : 0.0f;
+            for (std::uint32_t i = run.begin; i < run.end; ++i) {
+                const float dx = points[i].x - C.x;
+                const float dy = points[i].y - C.y;
+                const float dz = points[i].z - C.z;
+                const float depth = -(dx * B.x + dy * B.y + dz * B.z);
+                if (!(depth >= nearZ && depth <= farZ)) {
+                    continue;
+                }
+                const float scale = focal / depth;
+                const float px = (dx * R.x + dy * R.y + dz * R.z) * scale + halfW;
+                const float py = (dx * U.x + dy * U.y + dz * U.z) * scale + halfH;
+                if (!(px >= 0.0f && px < fw && py >= 0.0f && py < fh)) {
+                    continue;
+                }
+                // Positive floats order like their bit patterns, so depth and index make one comparable key;
+                // equal depths keep the lower index, which makes the answer deterministic.
+                const std::uint64_t key = (static_cast<std::uint64_t>(floatBits(depth)) << 32) | i;
+                const int cx = static_cast<int>(px);
+                const int cy = static_cast<int>(py);
+                // Half the footprint's side in pixels: 0 while the neighbours fall on the point's own pixel.
+                const int reach = std::min(MAX_REACH, static_cast<int>(footprintScale * scale));
+                const int x0 = std::max(0, cx - reach);
+                const int x1 = std::min(static_cast<int>(width) - 1, cx + reach);
+                const int y0 = std::max(0, cy - reach);
+                const int y1 = std::min(static_cast<int>(height) - 1, cy + reach);
+                for (int y = y0; y <= y1; ++y) {
+                    std::uint64_t* line = nearest.data() + static_cast<std::size_t>(y) * width;
+                    for (int x = x0; x <= x1; ++x) {
+                        line[x] = std::min(line[x], key);
+                    }
+                }
             }
         }
     }
@@ -211,8 +250,19 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
         const float dx = p.x - C.x;
         const float dy = p.y - C.y;
         const float dz = p.z - C.z;
-        out.push_back({dx * R.x + dy * R.y + dz * R.z, dx * U.x + dy * U.y + dz * U.z,
-                       dx * B.x + dy * B.y + dz * B.z, p.r, p.g, p.b, 255});
+        const float x = dx * R.x + dy * R.y + dz * R.z;
+        const float y = dx * U.x + dy * U.y + dz * U.z;
+        const float z = dx * B.x + dy * B.y + dz * B.z;
+        const auto column = static_cast<int>(pixel % width);
+        const auto row = static_cast<int>(pixel / width);
+        const float scale = focal / -z;
+        if (static_cast<int>(x * scale + halfW) == column && static_cast<int>(y * scale + halfH) == row) {
+            out.push_back({x, y, z, p.r, p.g, p.b, 255});
+        } else {
+            // A pixel of the point's footprint: the footprint's depth seen through the pixel's centre.
+            out.push_back({(static_cast<float>(column) + 0.5f - halfW) / scale,
+                           (static_cast<float>(row) + 0.5f - halfH) / scale, z, p.r, p.g, p.b, 255});
+        }
     }
 }
 

@@ -11,8 +11,16 @@
 namespace Demo {
 
 // Answers the viewer's point query for one cloud: which points a pinhole camera would see in an image of the
-// requested size, keeping the nearest point per pixel, in the camera's own frame (x right, y up, looking
-// down -z). At most width x height points come back.
+// requested size, in the camera's own frame (x right, y up, looking down -z). At most width x height points
+// come back.
+//
+// A scan is sparser than the query's pixels up close, and the viewer draws one small point per answer:
+// answered point by point, a wall a few metres away would be a dotted grey through which what lies behind
+// it shows. So each point covers a footprint as wide as the cloud's spacing around it seen from the camera
+// (the spacing is estimated per grid cell at construction), the nearest footprint wins each pixel, and every
+// covered pixel is answered: by the point itself on its own pixel, by the footprint's depth at the pixel's
+// centre elsewhere. Where the cloud is denser than the pixels a footprint is one pixel and the answer is
+// the plain nearest point per pixel.
 //
 // The cloud is sorted into a uniform grid once at construction; a query skips every cell whose bounding
 // box lies outside the camera's frustum, so its cost follows the visible points rather than the whole
@@ -28,6 +36,11 @@ public:
     void query(float horizontalFov, unsigned short width, unsigned short height, float nearZ, float farZ,
                const Ko_1_1::Vec3d<double>& position, const Ko_1_1::Vec3d<double>& up,
                const Ko_1_1::Vec3d<double>& back, std::vector<VR::Point3dRGBA>& points) const;
+
+    // Footprints on (the default) or off: off, every point covers its own pixel only.
+    void setFootprints(bool on) { footprints = on; }
+    // The typical distance between neighbouring points of the cloud (the median over its cells).
+    float typicalSpacing() const { return medianSpacing; }
 
     // Where the user's tracking origin should stand at the start, in world coordinates (z up): on the floor
     // in the middle of a room-sized scan, or on the ground beside the bounding box of a larger one.
@@ -45,12 +58,24 @@ private:
         Ko_1_1::Vec3d<float> max;
         std::uint32_t begin;
         std::uint32_t end;
+        // Its points in runs of like spacing: [firstRun, endRun) of runs_.
+        std::uint32_t firstRun;
+        std::uint32_t endRun;
+    };
+    // Points [begin, end) of one sub-cell and the distance between neighbouring points there.
+    struct Run {
+        std::uint32_t begin;
+        std::uint32_t end;
+        float spacing;
     };
 
     void buildGrid();
 
     PointCloud cloud_;
     std::vector<Cell> cells_;
+    std::vector<Run> runs_;
+    float medianSpacing = 0.0f;
+    bool footprints = true;
 };
 
 } // namespace Demo

@@ -222,9 +222,12 @@ TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil
     EXPECT_EQ(OrvelTest::readPixel(32, 32).r, 255);
     EXPECT_EQ(OrvelTest::readPixel(38, 32).g, 255);
     EXPECT_EQ(OrvelTest::readPixel(35, 32).r + OrvelTest::readPixel(35, 32).g, 0);
-    // The periphery point at column 6.4 is drawn eight times larger: 16 pixels wide.
+    // The periphery point at column 6.4 is drawn eight times larger, a disc 16 pixels across: its square's
+    // corner stays empty.
     EXPECT_EQ(OrvelTest::readPixel(6, 32).b, 255);
-    EXPECT_EQ(OrvelTest::readPixel(13, 25).b, 255);
+    EXPECT_EQ(OrvelTest::readPixel(13, 32).b, 255);
+    EXPECT_EQ(OrvelTest::readPixel(6, 25).b, 255);
+    EXPECT_EQ(OrvelTest::readPixel(13, 25).b, 0);
     EXPECT_EQ(OrvelTest::readPixel(16, 32).b, 0);
 
     // Picking pass: only the newest batch (eye 1's) marks its pixels, whatever stencil state was set.

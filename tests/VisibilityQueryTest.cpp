@@ -50,13 +50,14 @@ void expectTagAt(const std::vector<VR::Point3dRGBA>& points, int tag, float x, f
 TEST(VisibilityQuery, ReturnsVisiblePointsInCameraFrame) {
     // Tags: 1 ahead, 2 right and up, 3 behind, 4 far off to the side, 5 beyond far, 6 closer than near,
     // 7 inside the horizontal field but above the vertical one (the image is twice as wide as high).
-    const Demo::VisibilityQuery query(cloudOf({{0, 5, 1.5},
-                                               {2, 4, 2.5},
-                                               {0, -5, 1.5},
-                                               {100, 5, 1.5},
-                                               {0, 1500, 1.5},
-                                               {0, 0.01, 1.5},
-                                               {0, 4, 1.5 + 0.6 * 4}}));
+    Demo::VisibilityQuery query(cloudOf({{0, 5, 1.5},
+                                         {2, 4, 2.5},
+                                         {0, -5, 1.5},
+                                         {100, 5, 1.5},
+                                         {0, 1500, 1.5},
+                                         {0, 0.01, 1.5},
+                                         {0, 4, 1.5 + 0.6 * 4}}));
+    query.setFootprints(false);
     // 90 degrees across 200 x 100 pixels: tan of the half angles 1 and 0.5.
     const std::vector<VR::Point3dRGBA> out = lookNorth(query, static_cast<float>(M_PI / 2), 200, 100);
     ASSERT_EQ(out.size(), 2u);
@@ -85,7 +86,8 @@ TEST(VisibilityQuery, KeepsNearestPointPerPixelAndHonoursImageSize) {
 
 TEST(VisibilityQuery, MatchesBruteForceOnGeneratedRoom) {
     const Demo::PointCloud room = Demo::SceneGenerator::generateRoom(300000, 7);
-    const Demo::VisibilityQuery query{Demo::PointCloud(room)};
+    Demo::VisibilityQuery query{Demo::PointCloud(room)};
+    query.setFootprints(false);
     ASSERT_GT(query.cellCount(), 10u);
 
     struct Camera {
@@ -137,6 +139,47 @@ TEST(VisibilityQuery, MatchesBruteForceOnGeneratedRoom) {
             same += expected.count(pixel) != 0 && std::fabs(expected[pixel] - depth) < 1e-3;
         }
         EXPECT_GT(same, got.size() * 99 / 100);
+    }
+}
+
+// A wall 4 m north, its points on a square grid; tag 2 marks a red box hidden 1 m behind it.
+Demo::PointCloud wallWithBoxBehind(double spacing) {
+    Demo::PointCloud cloud(ORIGIN);
+    for (double x = -4; x <= 4; x += spacing) {
+        for (double z = -2.5; z <= 5.5; z += spacing) {
+            cloud.addWorld(ORIGIN.x + x, ORIGIN.y + 4, ORIGIN.z + z, 1, 200, 200);
+        }
+    }
+    for (double x = -0.5; x <= 0.5; x += 0.02) {
+        for (double z = 1.0; z <= 2.0; z += 0.02) {
+            cloud.addWorld(ORIGIN.x + x, ORIGIN.y + 5, ORIGIN.z + z, 2, 0, 0);
+        }
+    }
+    return cloud;
+}
+
+TEST(VisibilityQuery, FootprintsCloseSparseSurfacesAndKeepDenseOnesAsTheyAre) {
+    // Sparse: 10 cm spacing seen at 4 m through 200 pixels of 1.2 rad is a point every 6 pixels.
+    Demo::VisibilityQuery sparse(wallWithBoxBehind(0.1));
+    EXPECT_NEAR(sparse.typicalSpacing(), 0.1, 0.03);
+    const std::vector<VR::Point3dRGBA> closed = lookNorth(sparse, 1.2f, 200, 200);
+    EXPECT_LE(closed.size(), 200u * 200u);
+    EXPECT_GE(closed.size(), 200u * 200u * 98 / 100) << "the wall fills the view";
+    for (const auto& p : closed) {
+        ASSERT_NE(p.r, 2) << "the box behind the wall shows through";
+        ASSERT_NEAR(p.z, -4.0f, 1e-3f) << "every answer lies on the wall";
+    }
+    sparse.setFootprints(false);
+    EXPECT_LT(lookNorth(sparse, 1.2f, 200, 200).size(), 200u * 200u / 8) << "one pixel a point: dotted";
+
+    // Dense: 1 cm spacing through 64 pixels is many points a pixel, and footprints change nothing.
+    Demo::VisibilityQuery dense(wallWithBoxBehind(0.01));
+    const std::vector<VR::Point3dRGBA> withFootprints = lookNorth(dense, 1.2f, 64, 64);
+    dense.setFootprints(false);
+    const std::vector<VR::Point3dRGBA> plain = lookNorth(dense, 1.2f, 64, 64);
+    ASSERT_EQ(withFootprints.size(), plain.size());
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        ASSERT_EQ(std::memcmp(&withFootprints[i], &plain[i], sizeof(VR::Point3dRGBA)), 0) << "point " << i;
     }
 }
 

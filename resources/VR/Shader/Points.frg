@@ -1,19 +1,19 @@
 #version 410 core
 
-// Square points cost nothing extra. Set ROUND_POINTS to 1 to cut them to discs at the price of one
-// discard test per fragment.
-#define ROUND_POINTS 0
-
+// Points of one or two pixels are drawn as they come; larger ones (the periphery's, the reduced batches')
+// are cut to discs, which read as the surface samples they are rather than as blocks. The test is uniform
+// across a draw, so small points pay nothing for it.
 in vec3 pointColor;
+flat in float round;
 
 out vec4 fragColor;
 
 void main() {
-#if ROUND_POINTS
-    vec2 fromCentre = gl_PointCoord - vec2(0.5);
-    if (dot(fromCentre, fromCentre) > 0.25) {
-        discard;
+    if (round > 0.5) {
+        vec2 fromCentre = gl_PointCoord - vec2(0.5);
+        if (dot(fromCentre, fromCentre) > 0.25) {
+            discard;
+        }
     }
-#endif
     fragColor = vec4(pointColor, 1.0);
 }
