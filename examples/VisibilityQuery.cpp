@@ -226,7 +226,7 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
                 const int cx = static_cast<int>(px);
                 const int cy = static_cast<int>(py);
                 // Half the footprint's side in pixels: 0 while the neighbours fall on the point's own pixel.
-                const int reach = std::min(MAX_REACH, static_cast<int>(footprintScale * scale));
+                const int reach = std::min(MAX_REACH, static_cast<int>(footprintScale * scale + 0.5f));
                 const int x0 = std::max(0, cx - reach);
                 const int x1 = std::min(static_cast<int>(width) - 1, cx + reach);
                 const int y0 = std::max(0, cy - reach);

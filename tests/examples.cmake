@@ -13,6 +13,11 @@ if(ORVEL_BUILD_EXAMPLES)
         LIBS orvel_demo_lib orvel_vr_static)
     target_compile_definitions(examples_tests PRIVATE ORVEL_SAMPLE_DATA_DIR="${ORVEL_SAMPLE_DATA_DIR}")
 
+    # The demo host's answers drawn by the viewer on the simulated runtime.
+    orvel_add_test(solid_surfaces_tests GL SOURCES SolidSurfacesRunGLTest.cpp LIBS orvel_demo_lib orvel_vr_static
+        orvel_simvr)
+    set_target_properties(solid_surfaces_tests PROPERTIES BUILD_RPATH "$<TARGET_FILE_DIR:orvel_simvr>")
+
     # The program with the simulated runtime, as the main job runs it.
     set(demo_output ${CMAKE_CURRENT_BINARY_DIR}/demo_program)
     file(MAKE_DIRECTORY ${demo_output})
