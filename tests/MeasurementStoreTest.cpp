@@ -68,13 +68,10 @@ TEST(MeasurementStore, ReportsDamagedFilesWithTheirPathAndNeverTouchesThem) {
         {"", "not valid JSON"},
         {R"([1,2])", "top level"},
         {R"({"version":2,"measurements":[]})", "version"},
-        {R"({"version":"1","measurements":[]})", "version"},
         {R"({"version":1})", "\"measurements\""},
-        {R"({"version":1,"measurements":{}})", "\"measurements\" must be an array"},
         {R"({"version":1,"measurements":[{"uuid":7,"points":[]}]})", "measurement 1 \"uuid\""},
         {R"({"version":1,"measurements":[{"uuid":"a","points":[]},{"uuid":"b","points":[[1,2]]}]})",
          "measurement 2 has a point"},
-        {R"({"version":1,"measurements":[{"uuid":"a","points":[[1,"2",3]]}]})", "measurement 1 has a point"},
     };
     for (const auto& c : cases) {
         write(path, c.bytes);

@@ -86,7 +86,6 @@ TEST(SolidSurfaces, SparseWallIsClosedAndHidesWhatIsBehindItAtEveryDistance) {
     for (const double distance : {1.0, 4.0, 10.0}) {
         SCOPED_TRACE(testing::Message() << distance << " m");
         const Picture picture = viewOf(sparseWallWithBoxBehind(distance), {0.0f, 0.0f, 0.0f});
-        ASSERT_EQ(picture.width, 1512u);
         EXPECT_LE(picture.backgroundInMiddleThird(), 0.02);
         EXPECT_EQ(picture.redPixels(), 0u) << "the box behind the wall shows through";
     }

@@ -39,11 +39,7 @@ int main() {
 
     const std::string utf8 = "Messpunkt \xC3\xA4 \xE6\xB5\x8B";
     Ko_1_1::StringVal* value = Ko_1_1::StringVal::constructUtf8(utf8);
-    value->ref();
-    check(value->refCount() == 2, "references are counted");
-    value->unref();
-    check(value->toUtf8() == utf8, "UTF-8 round trip");
-    check(value->stringValue().size() == 13, "wide length");
+    check(value->toUtf8() == utf8 && value->stringValue().size() == 13, "UTF-8 round trip");
     value->unref();
 
     // The installed font is usable through the exported text classes.
