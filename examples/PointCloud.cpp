@@ -9,12 +9,25 @@ namespace Demo {
 PointCloud::PointCloud(const Ko_1_1::Vec3d<double>& origin) : origin_(origin), originSet_(true) {}
 
 void PointCloud::addWorld(double x, double y, double z, std::uint8_t r, std::uint8_t g, std::uint8_t b) {
+    // A coordinate that is not a number, or too far out for the cloud's float storage, cannot be placed;
+    // the point is left out rather than poisoning the bounds and the query's grid.
+    constexpr double LIMIT = 1e30;
+    if (!(std::fabs(x) < LIMIT && std::fabs(y) < LIMIT && std::fabs(z) < LIMIT)) {
+        ++unplaceable_;
+        return;
+    }
     if (!originSet_) {
         origin_ = {std::floor(x), std::floor(y), std::floor(z)};
         originSet_ = true;
     }
-    points_.push_back({static_cast<float>(x - origin_.x), static_cast<float>(y - origin_.y),
-                       static_cast<float>(z - origin_.z), r, g, b, 0});
+    const double lx = x - origin_.x;
+    const double ly = y - origin_.y;
+    const double lz = z - origin_.z;
+    if (!(std::fabs(lx) < LIMIT && std::fabs(ly) < LIMIT && std::fabs(lz) < LIMIT)) {
+        ++unplaceable_;
+        return;
+    }
+    points_.push_back({static_cast<float>(lx), static_cast<float>(ly), static_cast<float>(lz), r, g, b, 0});
 }
 
 void PointCloud::recentre() {

@@ -39,6 +39,8 @@ public:
     // Adds a point given in world coordinates. The first point fixes the origin when none was set; call
     // recentre() once all points are in so that the origin ends up at the centre.
     void addWorld(double x, double y, double z, std::uint8_t r, std::uint8_t g, std::uint8_t b);
+    // Points addWorld left out because a coordinate was not a finite number of sensible size.
+    std::size_t unplaceable() const { return unplaceable_; }
 
     // Adds a point given relative to the origin.
     void addLocal(float x, float y, float z, std::uint8_t r, std::uint8_t g, std::uint8_t b) {
@@ -66,6 +68,7 @@ public:
 private:
     Ko_1_1::Vec3d<double> origin_;
     bool originSet_ = false;
+    std::size_t unplaceable_ = 0;
     std::vector<Point> points_;
 };
 

@@ -20,6 +20,18 @@ constexpr float FOOTPRINT = 0.75f;
 // Footprints stop growing here (a 33-pixel square): a point so close is better shown large than not at all,
 // but a cloud that sparse has no surface worth closing.
 constexpr int MAX_REACH = 16;
+// Nor does a footprint reach further than this angle (radians) from its point, whatever the query's
+// resolution: at the periphery's coarse pixels a few pixels are already a large part of the view.
+constexpr float MAX_REACH_ANGLE = 0.03f;
+// Sub-cells with fewer points say nothing about a surface's spacing.
+constexpr std::uint32_t MIN_RUN = 4;
+constexpr float UNKNOWN = -1.0f;
+
+float medianOf(std::vector<float>& values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
 
 struct Plane {
     Vec3f normal;
@@ -109,7 +121,6 @@ void VisibilityQuery::buildGrid() {
 
     const float inf = std::numeric_limits<float>::infinity();
     const double subEdge = edge / SPLIT;
-    std::vector<float> spacings;
     for (std::size_t c = 0; c < total; ++c) {
         const std::uint32_t begin = start[c * SUBCELLS];
         const std::uint32_t end = start[(c + 1) * SUBCELLS];
@@ -125,8 +136,23 @@ void VisibilityQuery::buildGrid() {
                 const auto spacing =
                     static_cast<float>(subEdge / std::sqrt(static_cast<double>(start[k + 1] - start[k])));
                 runs_.push_back({start[k], start[k + 1], spacing});
-                spacings.push_back(spacing);
             }
+        }
+        // A sub-cell that holds only a few points is a stray point, a thin part or the edge of a surface,
+        // not a sparse surface: its points get the spacing of the cell's surfaces, and no run's spacing
+        // goes past twice that, so that nothing turns into a block.
+        std::vector<float> inCell;
+        for (std::uint32_t r = firstRun; r < runs_.size(); ++r) {
+            if (runs_[r].end - runs_[r].begin >= MIN_RUN) {
+                inCell.push_back(runs_[r].spacing);
+            }
+        }
+        // A cell without any surface (stray points only) is settled below, from the whole cloud.
+        const float cellSpacing = inCell.empty() ? UNKNOWN : medianOf(inCell);
+        for (std::uint32_t r = firstRun; r < runs_.size(); ++r) {
+            Run& run = runs_[r];
+            run.spacing =
+                run.end - run.begin < MIN_RUN ? cellSpacing : std::min(run.spacing, 2.0f * cellSpacing);
         }
         Cell cell{{inf, inf, inf}, {-inf, -inf, -inf},
                   begin,           end,
@@ -138,17 +164,27 @@ void VisibilityQuery::buildGrid() {
         }
         cells_.push_back(cell);
     }
-    const auto middle = spacings.begin() + static_cast<std::ptrdiff_t>(spacings.size() / 2);
-    std::nth_element(spacings.begin(), middle, spacings.end());
-    medianSpacing = *middle;
+    // Nor does any part of the cloud get footprints far beyond its typical spacing: isolated points in a
+    // large, mostly empty cell would otherwise carry the whole cell's size.
+    std::vector<float> spacings;
+    spacings.reserve(runs_.size());
+    for (const Run& run : runs_) {
+        if (run.spacing != UNKNOWN) {
+            spacings.push_back(run.spacing);
+        }
+    }
+    medianSpacing = spacings.empty() ? static_cast<float>(subEdge) : medianOf(spacings);
+    for (Run& run : runs_) {
+        run.spacing = run.spacing == UNKNOWN ? medianSpacing : std::min(run.spacing, 4.0f * medianSpacing);
+    }
 }
 
 void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned short height, float nearZ,
                             float farZ, const Ko_1_1::Vec3d<double>& position,
                             const Ko_1_1::Vec3d<double>& up, const Ko_1_1::Vec3d<double>& back,
                             std::vector<VR::Point3dRGBA>& out) const {
-    if (width == 0 || height == 0 || !(horizontalFov > 0.0f) || !(horizontalFov < 3.1f) || !(farZ > nearZ) ||
-        cells_.empty()) {
+    if (width == 0 || height == 0 || !(horizontalFov > 0.0f) || !(horizontalFov < 3.1f) || !(nearZ > 0.0f) ||
+        !(farZ > nearZ) || cells_.empty()) {
         return;
     }
     // An orthonormal camera frame even when the axes given are slightly off.
@@ -191,6 +227,8 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
     const float fw = static_cast<float>(width);
     const float fh = static_cast<float>(height);
     const PointCloud::Point* points = cloud_.points().data();
+    const float maxReach = std::clamp(MAX_REACH_ANGLE * focal, 1.0f, static_cast<float>(MAX_REACH));
+    const bool useFootprints = footprints.load();
 
     for (const Cell& cell : cells_) {
         bool visible = true;
@@ -205,7 +243,7 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
         }
         for (std::uint32_t r = cell.firstRun; r < cell.endRun; ++r) {
             const Run& run = runs_[r];
-            const float footprintScale = footprints ? FOOTPRINT * run.spacing : 0.0f;
+            const float footprintScale = useFootprints ? FOOTPRINT * run.spacing : 0.0f;
             for (std::uint32_t i = run.begin; i < run.end; ++i) {
                 const float dx = points[i].x - C.x;
                 const float dy = points[i].y - C.y;
@@ -226,15 +264,22 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
                 const int cx = static_cast<int>(px);
                 const int cy = static_cast<int>(py);
                 // Half the footprint's side in pixels: 0 while the neighbours fall on the point's own pixel.
-                const int reach = std::min(MAX_REACH, static_cast<int>(footprintScale * scale + 0.5f));
+                // Limited in float first: a point at the near plane can ask for more than an int holds.
+                const int reach = static_cast<int>(std::min(maxReach, footprintScale * scale + 0.5f));
                 const int x0 = std::max(0, cx - reach);
                 const int x1 = std::min(static_cast<int>(width) - 1, cx + reach);
                 const int y0 = std::max(0, cy - reach);
                 const int y1 = std::min(static_cast<int>(height) - 1, cy + reach);
+                // A disc rather than a square: sparse scans seen up close read as round samples, not blocks,
+                // and neighbours a spacing apart still overlap (0.75 of it is beyond half a diagonal).
+                const int radius2 = reach * reach + reach;
                 for (int y = y0; y <= y1; ++y) {
                     std::uint64_t* line = nearest.data() + static_cast<std::size_t>(y) * width;
+                    const int dy2 = (y - cy) * (y - cy);
                     for (int x = x0; x <= x1; ++x) {
-                        line[x] = std::min(line[x], key);
+                        if ((x - cx) * (x - cx) + dy2 <= radius2) {
+                            line[x] = std::min(line[x], key);
+                        }
                     }
                 }
             }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -38,7 +39,7 @@ public:
                const Ko_1_1::Vec3d<double>& back, std::vector<VR::Point3dRGBA>& points) const;
 
     // Footprints on (the default) or off: off, every point covers its own pixel only.
-    void setFootprints(bool on) { footprints = on; }
+    void setFootprints(bool on) { footprints.store(on); }
     // The typical distance between neighbouring points of the cloud (the median over its cells).
     float typicalSpacing() const { return medianSpacing; }
 
@@ -75,7 +76,8 @@ private:
     std::vector<Cell> cells_;
     std::vector<Run> runs_;
     float medianSpacing = 0.0f;
-    bool footprints = true;
+    // A switch for comparisons, safe to flip while another thread queries.
+    std::atomic<bool> footprints{true};
 };
 
 } // namespace Demo

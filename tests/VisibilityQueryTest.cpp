@@ -170,6 +170,16 @@ TEST(VisibilityQuery, FootprintsCloseSparseSurfacesAndKeepDenseOnesAsTheyAre) {
         ASSERT_NEAR(p.z, -4.0f, 1e-3f) << "every answer lies on the wall";
     }
 
+    // A stray point in front of the wall is a point, not a block of the size of its empty cell.
+    Demo::PointCloud withStray = wallWithBoxBehind(0.02);
+    withStray.addWorld(ORIGIN.x + 0.5, ORIGIN.y + 1.5, ORIGIN.z + 1.5, 3, 0, 0);
+    std::size_t strayPixels = 0;
+    for (const auto& p : lookNorth(Demo::VisibilityQuery(std::move(withStray)), 1.2f, 200, 200)) {
+        strayPixels += p.r == 3 ? 1 : 0;
+    }
+    EXPECT_GE(strayPixels, 1u);
+    EXPECT_LE(strayPixels, 25u);
+
     // Dense: 1 cm spacing through 64 pixels is many points a pixel, and footprints change nothing.
     Demo::VisibilityQuery dense(wallWithBoxBehind(0.01));
     const std::vector<VR::Point3dRGBA> withFootprints = lookNorth(dense, 1.2f, 64, 64);

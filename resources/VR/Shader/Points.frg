@@ -4,12 +4,12 @@
 // are cut to discs, which read as the surface samples they are rather than as blocks. The test is uniform
 // across a draw, so small points pay nothing for it.
 in vec3 pointColor;
-flat in float round;
+flat in float roundPoint;
 
 out vec4 fragColor;
 
 void main() {
-    if (round > 0.5) {
+    if (roundPoint > 0.5) {
         vec2 fromCentre = gl_PointCoord - vec2(0.5);
         if (dot(fromCentre, fromCentre) > 0.25) {
             discard;
