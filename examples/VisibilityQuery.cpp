@@ -16,7 +16,7 @@ constexpr std::size_t POINTS_PER_CELL = 2048;
 constexpr std::size_t MAX_CELLS = std::size_t(1) << 16;
 // A footprint reaches this share of the local spacing to either side of its point, so that neighbouring
 // footprints overlap and close the gaps that a scan's irregular sampling leaves.
-constexpr float FOOTPRINT = 0.75f;
+constexpr float FOOTPRINT = 0.9f;
 // Footprints stop growing here (a 33-pixel square): a point so close is better shown large than not at all,
 // but a cloud that sparse has no surface worth closing.
 constexpr int MAX_REACH = 16;
@@ -271,7 +271,8 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
                 const int y0 = std::max(0, cy - reach);
                 const int y1 = std::min(static_cast<int>(height) - 1, cy + reach);
                 // A disc rather than a square: sparse scans seen up close read as round samples, not blocks,
-                // and neighbours a spacing apart still overlap (0.75 of it is beyond half a diagonal).
+                // and neighbours a spacing apart still overlap (0.9 of it is well beyond half a diagonal,
+                // also with a footprint centred on its point's pixel).
                 const int radius2 = reach * reach + reach;
                 for (int y = y0; y <= y1; ++y) {
                     std::uint64_t* line = nearest.data() + static_cast<std::size_t>(y) * width;
