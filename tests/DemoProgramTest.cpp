@@ -32,7 +32,7 @@ TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
     const std::string png = ORVEL_DEMO_OUTPUT_DIR "/mirror.png";
     std::remove(png.c_str());
     ASSERT_EQ(
-        exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 60 --screenshot \"" + png + "\""),
+        exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 200 --screenshot \"" + png + "\""),
         0);
 
     png_image image;
@@ -53,7 +53,7 @@ TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
             (rgba[i] == 127 || rgba[i] == 128) && rgba[i + 1] == rgba[i] && rgba[i + 2] == rgba[i] ? 1 : 0;
     }
     const std::size_t pixels = rgba.size() / 4;
-    EXPECT_GT(pixels - background, pixels / 4);
+    EXPECT_GT(pixels - background, pixels / 10);
     EXPECT_GT(colours.size(), 100u);
 }
 
