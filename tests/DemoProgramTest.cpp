@@ -31,9 +31,9 @@ int exitCodeOf(const std::string& command) {
 TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
     const std::string png = ORVEL_DEMO_OUTPUT_DIR "/mirror.png";
     std::remove(png.c_str());
-    ASSERT_EQ(
-        exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 200 --screenshot \"" + png + "\""),
-        0);
+    ASSERT_EQ(exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 200 --screenshot \"" + png +
+                         "\""),
+              0);
 
     png_image image;
     std::memset(&image, 0, sizeof(image));
