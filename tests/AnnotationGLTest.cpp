@@ -34,14 +34,7 @@ class AnnotationGLTest : public OrvelTest::GLTest {
 protected:
     // A colour + depth-stencil target, cleared to black, that writes the stencil reference wherever a
     // fragment lands.
-    void useTarget(int width, int height) {
-        renderer.setTarget(OrvelTest::makeTarget(width, height));
-        glViewport(0, 0, width, height);
-        glEnable(GL_DEPTH_TEST);
-        glEnable(GL_STENCIL_TEST);
-        glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
-        clear();
-    }
+    void useTarget(int width, int height) { OrvelTest::drawInto(renderer, width, height); }
     void clear() {
         glClearColor(0, 0, 0, 0);
         glStencilMask(0xFF);

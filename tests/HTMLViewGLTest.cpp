@@ -143,13 +143,7 @@ using OrvelTest::readStencil;
 
 TEST_F(HTMLViewGLTest, ShowsThePageUprightInTheHostsColours) {
     constexpr int SIZE = 128;
-    renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
-    glViewport(0, 0, SIZE, SIZE);
-    glEnable(GL_STENCIL_TEST);
-    glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
-    glClearColor(0, 0, 0, 0);
-    glStencilMask(0xFF);
-    glClear(GL_STENCIL_BUFFER_BIT);
+    OrvelTest::drawInto(renderer, SIZE, SIZE);
     renderer.clear();
 
     // 2 x 2 BGRA, top row first: red, green / blue, white.

@@ -53,12 +53,7 @@ class MeasurementControllerGLTest : public OrvelTest::GLTest {
 protected:
     void SetUp() override {
         OrvelTest::GLTest::SetUp();
-        renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
-        glViewport(0, 0, SIZE, SIZE);
-        glEnable(GL_DEPTH_TEST);
-        glEnable(GL_STENCIL_TEST);
-        glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
-        glClearColor(0, 0, 0, 0);
+        OrvelTest::drawInto(renderer, SIZE, SIZE);
         controller = std::make_unique<MeasurementController>(3.0f, &host);
     }
     void TearDown() override {

@@ -68,10 +68,7 @@ class MeshRendererGLTest : public OrvelTest::GLTest {
 protected:
     void SetUp() override {
         OrvelTest::GLTest::SetUp();
-        renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
-        glViewport(0, 0, SIZE, SIZE);
-        glEnable(GL_DEPTH_TEST);
-        clear();
+        OrvelTest::drawInto(renderer, SIZE, SIZE);
     }
     void clear() {
         glClearColor(0, 0, 0, 0);

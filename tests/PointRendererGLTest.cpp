@@ -76,13 +76,7 @@ Mat4d<float> projection() {
 class PointRendererGLTest : public OrvelTest::GLTest {
 protected:
     // A square colour + depth-stencil target, bound, cleared to black, depth test on.
-    void useTarget(Brume::Renderer& renderer) {
-        renderer.setTarget(OrvelTest::makeTarget(SIZE, SIZE));
-        glViewport(0, 0, SIZE, SIZE);
-        glEnable(GL_DEPTH_TEST);
-        glClearColor(0, 0, 0, 0);
-        renderer.clear();
-    }
+    void useTarget(Brume::Renderer& renderer) { OrvelTest::drawInto(renderer, SIZE, SIZE); }
 };
 
 // Rows: the three slots' first-eye flags and counts, the slot being filled, the slots drawn.

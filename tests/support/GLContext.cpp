@@ -1,5 +1,6 @@
 #include "tests/support/GLContext.h"
 
+#include "engine/Renderer.h"
 #include "engine/Target.h"
 
 #include <algorithm>
@@ -118,6 +119,18 @@ std::shared_ptr<Brume::Texture> makeTexture(int width, int height, GLenum format
 std::shared_ptr<Brume::Target> makeTarget(int width, int height) {
     return std::make_shared<Brume::Target>(makeTexture(width, height, GL_RGBA),
                                            makeTexture(width, height, GL_DEPTH_STENCIL));
+}
+
+void drawInto(Brume::Renderer& renderer, int width, int height) {
+    renderer.setTarget(makeTarget(width, height));
+    glViewport(0, 0, width, height);
+    glEnable(GL_DEPTH_TEST);
+    glEnable(GL_STENCIL_TEST);
+    glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
+    glStencilMask(0xFF);
+    glClearColor(0, 0, 0, 0);
+    glClearStencil(0);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
 }
 
 unsigned readStencil(int x, int y) {

@@ -12,8 +12,9 @@
 #include "engine/Texture.h"
 
 namespace Brume {
+class Renderer;
 class Target;
-}
+} // namespace Brume
 
 namespace OrvelTest {
 
@@ -68,5 +69,8 @@ std::shared_ptr<Brume::Texture> makeTexture(int width, int height, GLenum format
                                             GLenum minFilter = GL_NEAREST);
 // An RGBA colour and depth-stencil target of the size, like an eye's.
 std::shared_ptr<Brume::Target> makeTarget(int width, int height);
+// Makes such a target the renderer's, cleared to black with depth 1 and stencil 0, viewport over it, depth
+// test on and the stencil test writing the reference wherever a fragment lands, as the frame loop draws.
+void drawInto(Brume::Renderer& renderer, int width, int height);
 
 } // namespace OrvelTest
