@@ -1,0 +1,28 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "vr/input/Treadmill.h"
+
+// Built into a folder of its own and without a search path to the simulated vendor library: the situation
+// of a machine without the walking platform's software.
+
+TEST(TreadmillAbsent, EveryLayerAnswersNeutrally) {
+    Virtualizer treadmill;
+    EXPECT_FALSE(treadmill.isConnected());
+    EXPECT_EQ(treadmill.getDirection(), 0.0f);
+    EXPECT_EQ(treadmill.getSpeed(), 0.0f);
+
+    EXPECT_EQ(CVirtDeviceNative::findDevice(), nullptr);
+    EXPECT_EQ(CVirtDeviceNative::createDeviceMockupXInput(), nullptr);
+    int anything = 0;
+    CVirtDeviceNative device(&anything);
+    EXPECT_FALSE(device.Open());
+    EXPECT_FALSE(device.IsOpen());
+    EXPECT_FALSE(device.Close());
+    device.ResetPlayerHeight();
+    device.ResetPlayerOrientation();
+    EXPECT_EQ(device.GetPlayerHeight() + device.GetPlayerOrientation() + device.GetMovementSpeed() +
+                  device.GetMovementDirection(),
+              0.0f);
+}
