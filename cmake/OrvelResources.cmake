@@ -6,7 +6,8 @@ set(ORVEL_RESOURCE_DIR ${CMAKE_CURRENT_SOURCE_DIR}/resources/VR)
 set(ORVEL_RESOURCE_FILES)
 foreach(name AnnotationArrow.geo Bigpoints.frg Bigpoints.vrt Blur.frg Controller.frg Controller.vrt Identity.vrt
         Line.geo Lines.frg Lines.vrt MeasureText.geo Mesh.frg Mesh.vrt Points.frg Points.vrt Tablet.frg
-        TextLabel.frg Texture.vrt TexturedMesh.frg TexturedMesh.vrt UniformColor.frg)
+        TeleportLine.frg TeleportLine.vrt TeleportPad.frg TeleportPad.vrt TextLabel.frg Texture.vrt
+        TexturedMesh.frg TexturedMesh.vrt UniformColor.frg)
     list(APPEND ORVEL_RESOURCE_FILES ${ORVEL_RESOURCE_DIR}/Shader/${name})
 endforeach()
 list(APPEND ORVEL_RESOURCE_FILES ${ORVEL_RESOURCE_DIR}/Models/Cylinder.ply)
