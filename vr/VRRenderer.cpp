@@ -2,6 +2,11 @@
 
 #include "vr/IOpenVR.h"
 #include "vr/SharedMaterials.h"
+#include "vr/VrModelRenderer.h"
+#include "vr/input/CameraAnimationVR.h"
+#include "vr/input/ControllerInput.h"
+#include "vr/input/TeleportRenderer.h"
+#include "vr/input/Treadmill.h"
 #include "vr/objects/AnnotationController.h"
 #include "vr/objects/HTMLView.h"
 #include "vr/objects/LabelRenderer.h"
@@ -40,6 +45,29 @@ constexpr float FAR_Z = -1000.0f;
 constexpr float HALF_PI = 1.5707964f;
 // Width in pixels of measurement lines; annotation arrows are twice as wide.
 constexpr float LINE_WIDTH = 3.0f;
+constexpr float PI = 3.1415927f;
+constexpr float TWO_PI = 6.2831855f;
+// The picking camera: a narrow frustum along the controller's axis.
+constexpr float PICK_NEAR_Z = -0.01f;
+constexpr float PICK_FAR_Z = -1000.0f;
+constexpr float PICK_FIELD_OF_VIEW = 0.1f;
+constexpr float PICK_POINT_SIZE = 5.0f;
+// Rounded so that the largest 24-bit depth, the cleared background, comes out as exactly 1 in float.
+constexpr float DEPTH_SCALE = 5.960465e-08f;
+// Hit kinds reported to the host.
+constexpr int HIT_NOTHING = 0;
+constexpr int HIT_POINTS = 1;
+constexpr int HIT_MESH = 2;
+constexpr int HIT_MEASUREMENT = 5;
+constexpr int HIT_ANNOTATION = 6;
+
+// Input state shared by every renderer of the process: edges are detected against the previous frame,
+// whichever run that was in.
+bool lastLeftTouchpadPressed = false;
+bool lastGripPressed = false;
+bool lastPrimaryPressed = false;
+bool rayHit = false;
+Ko_1_1::Vec3d<float> hitPoint;
 
 // OpenVR composes its projections for a [0, 1] depth range, and the clip distances the loop hands it are
 // negative; GL clips depth to [-w, w]. The x and y rows are kept as the headset gives them (they carry
@@ -81,6 +109,41 @@ const GLFWvidmode* cachedVideoMode() {
         }
     });
     return known ? &mode : nullptr;
+}
+
+Ko_1_1::Mat4d<float> trackingMatrix(const vr::HmdMatrix34_t& pose) {
+    Ko_1_1::Mat4d<float> tracking;
+    for (int row = 0; row < 3; ++row) {
+        for (int column = 0; column < 4; ++column) {
+            tracking.at(row, column) = pose.m[row][column];
+        }
+    }
+    return tracking;
+}
+
+// The world point seen at normalised device coordinates (x, y) and window depth through a perspective
+// projection from a camera at cameraToWorld; in double, since depths near the far plane lose their
+// precision otherwise.
+Ko_1_1::Vec3d<double> unproject(const Ko_1_1::Mat4d<float>& projection,
+                                const Ko_1_1::Mat4d<float>& cameraToWorld, double x, double y, double depth) {
+    const double zNdc = 2.0 * depth - 1.0;
+    const double z =
+        -static_cast<double>(projection.at(2, 3)) / (zNdc + static_cast<double>(projection.at(2, 2)));
+    const double vx = x * -z / static_cast<double>(projection.at(0, 0));
+    const double vy = y * -z / static_cast<double>(projection.at(1, 1));
+    Ko_1_1::Vec3d<double> world;
+    for (int row = 0; row < 3; ++row) {
+        const double value = static_cast<double>(cameraToWorld.at(row, 0)) * vx +
+                             static_cast<double>(cameraToWorld.at(row, 1)) * vy +
+                             static_cast<double>(cameraToWorld.at(row, 2)) * z +
+                             static_cast<double>(cameraToWorld.at(row, 3));
+        (row == 0 ? world.x : row == 1 ? world.y : world.z) = value;
+    }
+    return world;
+}
+
+Ko_1_1::Vec3d<float> toFloat(const Ko_1_1::Vec3d<double>& v) {
+    return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
 }
 
 std::shared_ptr<Brume::Target> makeTarget(unsigned width, unsigned height, GLenum depthFormat) {
@@ -186,6 +249,13 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         }
         pointGrabber->startThread();
 
+        treadmill = std::make_shared<Virtualizer>();
+        if (treadmill->isConnected()) {
+            logLine(L"Virtualizer connected.\n");
+        } else {
+            treadmill.reset();
+        }
+
         glClearColor(0.5f, 0.5f, 0.5f, 0.0f);
         glViewport(0, 0, static_cast<GLsizei>(static_cast<float>(renderWidth) * renderScale),
                    static_cast<GLsizei>(static_cast<float>(renderHeight) * renderScale));
@@ -244,6 +314,9 @@ void VRRenderer::createSceneObjects() {
     meshRenderer = std::make_shared<MeshRenderer>(view);
     meshRenderer->buildMeshes();
     cylinderGeometry = loadMesh("Cylinder.ply");
+    teleportRenderer = std::make_shared<TeleportRenderer>(1.0f);
+    pickTarget = makeTarget(static_cast<unsigned>(pickTargetSize), static_cast<unsigned>(pickTargetSize),
+                            GL_DEPTH_STENCIL);
 
     updateVRMatrices(nullptr);
 
@@ -362,7 +435,7 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
                 Ko_1_1::Mat4d<float>::rotation({0.0f, 1.0f, 0.0f}, 0.1f * headAngularVelocity[1]);
 
             if (vrEnabled) {
-                handleControllers(cameraTransform, headPose);
+                handleControllers(cameraTransform * headPose, headPose);
             }
             updateFromAnimations();
 
@@ -428,6 +501,9 @@ void VRRenderer::shutdownGL() {
     annotationController.reset();
     meshRenderer.reset();
     cylinderGeometry.reset();
+    teleportRenderer.reset();
+    pickTarget.reset();
+    currentAnimation.reset();
     pointRenderer.reset();
     pointGeometry.reset();
     pointMaterial.reset();
@@ -442,6 +518,8 @@ void VRRenderer::shutdownGL() {
 
 void VRRenderer::releaseResources() {
     stopGrabbers();
+    // The platform's device is closed with its last owner.
+    treadmill.reset();
     openVr->shutdown();
     if (window != nullptr) {
         shutdownGL();
@@ -495,12 +573,16 @@ void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye
     measurementController->draw(renderer, eyeWorldToHead, eyeHeadToEye, eyeProjection, false);
     annotationController->draw(renderer, viewProjection, eyeWorldToHead, eyeHeadToEye, eyeProjection, true);
 
-    if (leftControllerTracked) {
-        const Ko_1_1::Mat4d<float> tabletPose =
-            leftControllerMatrix * tabletOffset *
-            Ko_1_1::Mat4d<float>::rotation({1.0f, 0.0f, 0.0f}, -0.7853982f);
-        htmlView->draw(renderer, viewProjection * tabletPose, nullptr, true);
+    if (leftControllerSeen) {
+        htmlView->draw(renderer, viewProjection * tabletPose(), nullptr, true);
     }
+
+    // The laser, the teleport pad and the controllers belong to nothing the host knows.
+    glStencilFunc(GL_ALWAYS, 0, 0xFF);
+    if (rightControllerSeen) {
+        teleportRenderer->draw(renderer, viewProjection, teleportActive);
+    }
+    drawControllers(viewProjection);
 
     // The info label floats a metre in front of the head, a little below the line of sight.
     glStencilFunc(GL_ALWAYS, 0, 0xFF);
@@ -537,33 +619,372 @@ void VRRenderer::takeOverPendingMeasurement() {
     view->clearPendingMeasurement();
 }
 
+void VRRenderer::applyTreadmill() {
+    if (!treadmill || !treadmill->isConnected()) {
+        return;
+    }
+    const float angle =
+        static_cast<float>(static_cast<double>(treadmill->getDirection()) * 6.283185307179586);
+    // The platform reports a speed per second; frames come 90 times a second.
+    const float step = treadmill->getSpeed() * 0.011111111f;
+    if (!std::isfinite(angle) || !std::isfinite(step)) {
+        return;
+    }
+    if (std::fabs(step) > 0.001f) {
+        logLine(L"dir %f %f speed %f \n", static_cast<double>(angle), static_cast<double>(angle * 0.5f / PI),
+                static_cast<double>(step));
+    }
+    const Ko_1_1::Mat4d<float> walk = viewRotation * trackingToHostRotation *
+                                      Ko_1_1::Mat4d<float>::rotation({0.0f, -1.0f, 0.0f}, angle) *
+                                      Ko_1_1::Mat4d<float>::translationMatrix({0.0f, 0.0f, step});
+    cameraPosition += walk.translation();
+}
+
 void VRRenderer::handleControllers(const Ko_1_1::Mat4d<float>& headWorld,
                                    const Ko_1_1::Mat4d<float>& headTracking) {
-    (void)headWorld;
-    (void)headTracking;
-    leftControllerTracked = false;
+    applyTreadmill();
+
+    pointerActive = false;
     for (unsigned index = 1; index < 16; ++index) {
+        // A renderer without a headset has no controllers; there is deliberately no emulated one.
+        if (!vrEnabled) {
+            continue;
+        }
         vr::TrackedDevicePose_t pose{};
         if (!openVr->getDevicePose(index, &pose)) {
             continue;
         }
-        Ko_1_1::Mat4d<float> tracking;
-        for (int row = 0; row < 3; ++row) {
-            for (int column = 0; column < 4; ++column) {
-                tracking.at(row, column) = pose.mDeviceToAbsoluteTracking.m[row][column];
-            }
-        }
-        const Ko_1_1::Mat4d<float> world = viewTranslation * viewRotation * trackingToHostRotation * tracking;
-        if ((openVr->updateControllerRole(index) & 0xFF) == vr::TrackedControllerRole_LeftHand) {
-            leftControllerMatrix = world;
-            leftControllerTracked = true;
-        } else {
+        vr::VRControllerState_t state{};
+        openVr->getControllerState(&state, index);
+        const bool thumbstick = openVr->isOculus();
+        const Input::ControllerButtons buttons = Input::readButtons(state, thumbstick);
+
+        const Ko_1_1::Mat4d<float> world = viewTranslation * viewRotation * trackingToHostRotation *
+                                           trackingMatrix(pose.mDeviceToAbsoluteTracking);
+        // Every device that is not the left hand points, trackers with no role included.
+        if ((openVr->updateControllerRole(index) & 0xFF) != vr::TrackedControllerRole_LeftHand) {
             rightControllerMatrix = world;
+            rightControllerSeen = true;
+            handleRightController(buttons.triggerPressed, buttons.primaryPressed, buttons.gripPressed,
+                                  buttons.trigger, headWorld, headTracking);
+        } else {
+            const Input::Locomotion locomotion =
+                Input::leftLocomotion(state, buttons, thumbstick, lastLeftTouchpadPressed);
+            leftControllerMatrix = world;
+            leftControllerSeen = true;
+            handleLeftController(locomotion.move, locomotion.turn);
         }
     }
 }
 
-void VRRenderer::updateFromAnimations() {}
+void VRRenderer::handleLeftController(float move, float turn) {
+    const float speed = Input::speedCurve(move, openVr->isOculus());
+    const float k = speed * 30.0f * moveSpeed;
+    const Ko_1_1::Vec3d<float> direction = -leftControllerMatrix.column(2);
+    // Height lock keeps the feet where they are; the horizontal step is not stretched to make up for it.
+    if (view->isHeightLocked()) {
+        cameraPosition.x += k * direction.x;
+        cameraPosition.y += k * direction.y;
+    } else {
+        cameraPosition += direction * k;
+    }
+    viewAngles.z -= turn * 0.01f;
+}
+
+Ko_1_1::Mat4d<float> VRRenderer::tabletPose() const {
+    return leftControllerMatrix * tabletOffset *
+           Ko_1_1::Mat4d<float>::rotation({1.0f, 0.0f, 0.0f}, -0.7853982f);
+}
+
+void VRRenderer::handleRightController(bool triggerPressed, bool primaryPressed, bool gripPressed,
+                                       float trigger, const Ko_1_1::Mat4d<float>& headWorld,
+                                       const Ko_1_1::Mat4d<float>& headTracking) {
+    const bool gripPress = gripPressed && !lastGripPressed;
+    const bool primaryPress = primaryPressed && !lastPrimaryPressed;
+    const bool primaryRelease = !primaryPressed && lastPrimaryPressed;
+    lastGripPressed = gripPressed;
+    lastPrimaryPressed = primaryPressed;
+    if (gripPress) {
+        createScreenshot(headWorld);
+    }
+
+    hitIsWall = false;
+    unsigned char stencil = 0;
+    rayHit = sendRay(rightControllerMatrix, hitPoint, hitIsWall, stencil);
+    pointerActive = rayHit;
+
+    measurementController->resetHighlight();
+    annotationController->resetHighlight();
+    selectedUuid.clear();
+
+    const Ko_1_1::Vec3d<float> controllerPosition = rightControllerMatrix.translation();
+    int hitKind = HIT_NOTHING;
+    if (stencil >= HTMLView::STENCIL_START_INDEX) {
+        Ko_1_1::Vec3d<float> tabletHit;
+        if (!htmlView->handleInput(tabletPose(), rightControllerMatrix, primaryPressed || triggerPressed,
+                                   tabletHit)) {
+            return;
+        }
+        pointerActive = false;
+        teleportActive = false;
+        teleportRenderer->setLine(controllerPosition, tabletHit);
+        teleportRenderer->setLineHitsTarget(1);
+        return;
+    }
+    if (stencil >= AnnotationController::STENCIL_START_INDEX) {
+        selectedUuid = annotationController->getUuidAtStencilIndex(stencil);
+        if (!selectedUuid.empty()) {
+            annotationController->highlight(stencil);
+        }
+        hitKind = HIT_ANNOTATION;
+    } else if (stencil >= MeasurementController::STENCIL_START_INDEX) {
+        selectedUuid = measurementController->getUuidAtStencilIndex(stencil);
+        if (!selectedUuid.empty()) {
+            measurementController->highlight(stencil);
+        }
+        hitKind = HIT_MEASUREMENT;
+    } else if (stencil == MeshRenderer::STENCIL_INDEX) {
+        hitKind = HIT_MESH;
+    } else if (stencil == PointRenderer::STENCIL_INDEX) {
+        hitKind = HIT_POINTS;
+    }
+
+    // Measuring.
+    if (openVr->isOculus() && trigger > 0.98f) {
+        trigger = 1.0f;
+    }
+    const bool canPlace = rayHit && selectedUuid.empty();
+    const bool placed = measurementController->handleInput(trigger, canPlace, controllerPosition, hitPoint);
+    const bool measuring = measurementController->isMeasurementInProgress();
+    if (placed) {
+        const float searchRadius = (hitKind == HIT_POINTS || hitKind == HIT_MESH)
+                                       ? (hitPoint - controllerPosition).length() * 0.01f
+                                       : 0.0f;
+        std::vector<Ko_1_1::Vec3d<float>> points;
+        if (!measuring && measurementController->getMeasurement(points)) {
+            view->onMeasurementFinished(hitPoint, searchRadius, hitKind);
+        } else if (measuring) {
+            view->onMeasurementPointAdded(hitPoint, searchRadius, hitKind);
+            infoLabel->setText("Measuring");
+        }
+    }
+    const std::string infoText = measurementController->getInfoText();
+    if (!infoText.empty()) {
+        infoLabel->setText(infoText);
+    }
+    infoLabel->setVisible(!infoText.empty());
+
+    // The laser line: to the hit, or a long free ray.
+    if (!rayHit && !measuring) {
+        Ko_1_1::Vec3d<float> direction = -rightControllerMatrix.column(2);
+        const float length = direction.length();
+        if (length > 0.0f) {
+            direction = direction * (1.0f / length);
+        }
+        teleportRenderer->setLine(controllerPosition, controllerPosition + direction * 1000.0f);
+        teleportRenderer->setLineHitsTarget(0);
+    } else {
+        teleportRenderer->setLine(controllerPosition, hitPoint);
+        teleportRenderer->setLineHitsTarget(1);
+    }
+
+    // Teleporting: the head lands at eye height over a floor, or back from a wall toward the user.
+    const Ko_1_1::Vec3d<float> head = headWorld.translation();
+    const float headHeight = headTracking.at(1, 3);
+    Ko_1_1::Vec3d<float> offset;
+    if (teleportActive) {
+        offset = Input::landingOffset(hitIsWall, hitPoint, head, headHeight);
+        teleportRenderer->setPadPosition(hitPoint + offset - Ko_1_1::Vec3d<float>{0.0f, 0.0f, headHeight});
+    }
+    // Over empty space the button does nothing: an aimed teleport completes on a later release over a hit.
+    if (!rayHit) {
+        return;
+    }
+    if (primaryPress && selectedUuid.empty()) {
+        teleportActive = true;
+    } else if (primaryRelease && teleportActive) {
+        if (selectedUuid.empty()) {
+            const Ko_1_1::Vec3d<float> origin = cameraPosition - head + hitPoint + offset;
+            currentAnimation = std::make_shared<CameraAnimationVR>(
+                cameraPosition, origin, viewAngles, viewAngles, static_cast<double>(teleportAnimationTime));
+        }
+        teleportActive = false;
+    } else if (primaryRelease && !selectedUuid.empty()) {
+        Ko_1_1::StringVal* uuid = Ko_1_1::StringVal::constructUtf8(selectedUuid);
+        try {
+            view->onObjectClicked(uuid);
+        } catch (...) {
+            uuid->unref();
+            throw;
+        }
+        uuid->unref();
+    }
+}
+
+bool VRRenderer::sendRay(const Ko_1_1::Mat4d<float>& controllerMatrix, Ko_1_1::Vec3d<float>& hit, bool& wall,
+                         unsigned char& stencil) {
+    const int n = pickTargetSize;
+    const float size = static_cast<float>(n);
+    const Ko_1_1::Mat4d<float> viewMatrix = controllerMatrix.affineInverse();
+    const Ko_1_1::Mat4d<float> projection = Ko_1_1::Mat4d<float>::perspective(
+        size, size, PICK_NEAR_Z, PICK_FAR_Z, PICK_FIELD_OF_VIEW, 0.0f, 0.0f);
+    renderSceneForController(viewMatrix, projection, PICK_POINT_SIZE);
+
+    pickValues.resize(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, pickTarget->getFramebuffer());
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glReadPixels(0, 0, n, n, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8, pickValues.data());
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    auto value = [this, n](int x, int y) {
+        return pickValues[static_cast<std::size_t>(y) * static_cast<std::size_t>(n) +
+                          static_cast<std::size_t>(x)];
+    };
+    auto depthOf = [](unsigned int word) { return static_cast<float>(word >> 8) * DEPTH_SCALE; };
+
+    const int centre = n / 2;
+    stencil = static_cast<unsigned char>(value(centre, centre) & 0xFF);
+    float depth0 = 1.0f;
+    if (stencil != 0) {
+        depth0 = depthOf(value(centre, centre));
+    } else {
+        // Thin things (lines, sparse points) are found on a small spiral around the centre.
+        for (const Input::SpiralOffset& offset : Input::pickSpiral()) {
+            const int x =
+                static_cast<int>(static_cast<float>(n) / 2.0f + 2.5f * static_cast<float>(offset.i));
+            const int y =
+                static_cast<int>(static_cast<float>(n) / 2.0f + 2.5f * static_cast<float>(offset.j));
+            if (x < 0 || y < 0 || x >= n || y >= n) {
+                continue;
+            }
+            const float depth = depthOf(value(x, y));
+            if (depth < 1.0f) {
+                stencil = static_cast<unsigned char>(value(x, y) & 0xFF);
+                depth0 = depth;
+                break;
+            }
+        }
+    }
+    // The hit lies on the controller's axis, at the depth found.
+    hit = toFloat(unproject(projection, controllerMatrix, 0.0, 0.0, static_cast<double>(depth0)));
+    if (depth0 == 1.0f) {
+        return false;
+    }
+    if (stencil == PointRenderer::STENCIL_INDEX || stencil == MeshRenderer::STENCIL_INDEX) {
+        std::vector<Ko_1_1::Vec3d<double>> surface;
+        for (int y = 0; y < n; ++y) {
+            for (int x = 0; x < n; ++x) {
+                const unsigned int word = value(x, y);
+                const unsigned int s = word & 0xFF;
+                const float d = depthOf(word);
+                if ((s != PointRenderer::STENCIL_INDEX && s != MeshRenderer::STENCIL_INDEX) || !(d < 1.0f) ||
+                    std::fabs(depth0 - d) / (1.0f - depth0) >= 0.1f) {
+                    continue;
+                }
+                surface.push_back(unproject(projection, controllerMatrix, 2.0 * x / n - 1.0,
+                                            2.0 * y / n - 1.0, static_cast<double>(d)));
+            }
+        }
+        wall = false;
+        Ko_1_1::Vec3d<double> normal;
+        if (surface.size() > 2 && Input::fitPlane(surface, normal)) {
+            wall = Input::isWall(normal);
+        }
+    }
+    return true;
+}
+
+void VRRenderer::renderSceneForController(const Ko_1_1::Mat4d<float>& viewMatrix,
+                                          const Ko_1_1::Mat4d<float>& projection, float pickPointSize) {
+    const GLsizei size = static_cast<GLsizei>(pickTargetSize);
+    renderer.setTarget(pickTarget);
+    renderer.clear();
+    glViewport(0, 0, size, size);
+    glStencilMask(0xFF);
+    glClearStencil(0);
+    glClear(GL_STENCIL_BUFFER_BIT);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LESS);
+    glEnable(GL_STENCIL_TEST);
+    glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
+
+    const Ko_1_1::Mat4d<float> viewProjection = projection * viewMatrix;
+    glStencilFunc(GL_ALWAYS, PointRenderer::STENCIL_INDEX, 0xFF);
+    const float eyePointSize = pointRenderer->getPointSize();
+    pointRenderer->setPointSize(pickPointSize);
+    pointRenderer->drawPoints(renderer, viewProjection);
+    pointRenderer->setPointSize(eyePointSize);
+
+    if (view->isMeshVisible()) {
+        meshRenderer->drawMeshes(renderer, viewProjection, viewMatrix, viewMatrix, true);
+    }
+    measurementController->draw(renderer, viewMatrix, Ko_1_1::Mat4d<float>(), projection, true);
+    annotationController->drawCached(renderer, viewProjection, viewMatrix, projection, true);
+    if (leftControllerSeen) {
+        htmlView->draw(renderer, viewProjection * tabletPose(), nullptr, true);
+    }
+
+    glDisable(GL_STENCIL_TEST);
+    glDisable(GL_DEPTH_TEST);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glViewport(0, 0, static_cast<GLsizei>(renderWidth), static_cast<GLsizei>(renderHeight));
+}
+
+void VRRenderer::updateFromAnimations() {
+    Ko_1_1::Vec3d<float> target;
+    float distance = 0.0f;
+    Ko_1_1::Vec3d<float> direction;
+    if (view->takeFlyToRequest(target, distance, direction) && std::isfinite(distance) &&
+        std::isfinite(target.x) && std::isfinite(target.y) && std::isfinite(target.z) &&
+        std::isfinite(direction.x) && std::isfinite(direction.y) && std::isfinite(direction.z)) {
+        const Ko_1_1::Mat4d<float> headWorld = cameraTransform * headPose;
+        Ko_1_1::Vec3d<float> f = -headWorld.column(2);
+        const float a0 = std::atan2(f.y, f.x);
+        float a1 = a0;
+        const float directionLength = direction.length();
+        if (directionLength > 0.0f) {
+            f = direction * (1.0f / directionLength);
+            a1 = std::atan2(f.y, f.x);
+        }
+        float delta = a1 - a0;
+        if (delta < -PI) {
+            delta += TWO_PI;
+        } else if (delta > PI) {
+            delta -= TWO_PI;
+        }
+        const Ko_1_1::Vec3d<float> endAngles{viewAngles.x, viewAngles.y, viewAngles.z + delta};
+        // Where the head will be once turned, composed as the frame loop composes the head's pose.
+        const Ko_1_1::Mat4d<float> turned = Ko_1_1::Mat4d<float>::translationMatrix(cameraPosition) *
+                                            Ko_1_1::Mat4d<float>::rotation({0.0f, 0.0f, 1.0f}, endAngles.z) *
+                                            Ko_1_1::Mat4d<float>::rotation({0.0f, 1.0f, 0.0f}, endAngles.y) *
+                                            Ko_1_1::Mat4d<float>::rotation({1.0f, 0.0f, 0.0f}, endAngles.x) *
+                                            trackingToHostRotation * headPose;
+        const Ko_1_1::Vec3d<float> endPosition =
+            (target - f * distance) + (cameraPosition - turned.translation());
+        currentAnimation = std::make_shared<CameraAnimationVR>(
+            cameraPosition, endPosition, viewAngles, endAngles, static_cast<double>(teleportAnimationTime));
+    }
+    if (currentAnimation) {
+        cameraPosition = currentAnimation->getPosition();
+        viewAngles = currentAnimation->getAngles();
+        if (currentAnimation->isFinished()) {
+            currentAnimation.reset();
+        }
+    }
+}
+
+void VRRenderer::drawControllers(const Ko_1_1::Mat4d<float>& viewProjection) {
+    const std::pair<bool, const Ko_1_1::Mat4d<float>*> hands[2] = {
+        {leftControllerSeen, &leftControllerMatrix}, {rightControllerSeen, &rightControllerMatrix}};
+    for (int hand = 0; hand < 2; ++hand) {
+        if (!hands[hand].first) {
+            continue;
+        }
+        const VrModelRenderer* model = openVr->getControllerModel(hand == 0);
+        if (model != nullptr) {
+            model->draw(renderer, viewProjection * *hands[hand].second);
+        }
+    }
+}
 
 void VRRenderer::duplicateFramebufferToWindow() {
     int width = 0;

@@ -18,8 +18,10 @@
 
 struct GLFWwindow;
 class AnnotationController;
+class CameraAnimationVR;
 class HTMLView;
 class IOpenVR;
+class ITreadmill;
 class LabelRenderer;
 class MeasurementController;
 class MeshRenderer;
@@ -35,6 +37,7 @@ class Target;
 namespace VR {
 
 class PointGrabber;
+class TeleportRenderer;
 
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
@@ -74,7 +77,26 @@ protected:
     virtual void renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye);
 
     void updateVRMatrices(float* headAngularVelocity);
-    void handleControllers(const Ko_1_1::Mat4d<float>& view, const Ko_1_1::Mat4d<float>& headPose);
+    // headWorld: the head's pose in the world; headTracking: the head's pose in tracking space.
+    void handleControllers(const Ko_1_1::Mat4d<float>& headWorld, const Ko_1_1::Mat4d<float>& headTracking);
+    void handleLeftController(float move, float turn);
+    void handleRightController(bool triggerPressed, bool primaryPressed, bool gripPressed, float trigger,
+                               const Ko_1_1::Mat4d<float>& headWorld,
+                               const Ko_1_1::Mat4d<float>& headTracking);
+    // Casts the picking ray along the controller's -z axis. True when it hit anything drawn; hitPoint is
+    // then where, stencil what (0 when the hit has no stencil of its own), hitIsWall whether the surface
+    // around a point or mesh hit is steep.
+    bool sendRay(const Ko_1_1::Mat4d<float>& controllerMatrix, Ko_1_1::Vec3d<float>& hitPoint,
+                 bool& hitIsWall, unsigned char& stencil);
+    // Draws everything pickable into the picking target with its stencil value; pointSize is the size of
+    // scan points in that pass.
+    void renderSceneForController(const Ko_1_1::Mat4d<float>& viewMatrix,
+                                  const Ko_1_1::Mat4d<float>& projection, float pointSize);
+    // Moves the user by this frame's share of the treadmill's walking speed.
+    void applyTreadmill();
+    // The tablet's pose in the world, held by the left controller.
+    Ko_1_1::Mat4d<float> tabletPose() const;
+    void drawControllers(const Ko_1_1::Mat4d<float>& viewProjection);
     void updateFromAnimations();
     void handleKeyboard(const Ko_1_1::Mat4d<float>& view, float step);
     bool glfwGetKeyOnce(GLFWwindow* window, int key);
@@ -122,7 +144,8 @@ protected:
     std::atomic<bool> closeRequested{false};
     std::thread::id renderThread;
 
-    float inputTuning = 0.05f;
+    // Duration in seconds of every camera glide (teleports, the host's fly-to requests).
+    float teleportAnimationTime = 0.05f;
     std::unique_ptr<PointGrabber> pointGrabber;
     std::unique_ptr<Object3dGrabber> objectGrabber;
     std::shared_ptr<PointRenderer> pointRenderer;
@@ -131,6 +154,9 @@ protected:
     std::shared_ptr<MeasurementController> measurementController;
     std::shared_ptr<AnnotationController> annotationController;
     std::shared_ptr<MeshRenderer> meshRenderer;
+    std::shared_ptr<TeleportRenderer> teleportRenderer;
+    std::shared_ptr<CameraAnimationVR> currentAnimation;
+    std::shared_ptr<ITreadmill> treadmill;
     // The beam model of the pointing controller, loaded at set-up.
     std::shared_ptr<Brume::Geometry> cylinderGeometry;
 
@@ -151,7 +177,19 @@ protected:
     // World poses of the hand controllers, written every frame in which they are tracked.
     Ko_1_1::Mat4d<float> leftControllerMatrix;
     Ko_1_1::Mat4d<float> rightControllerMatrix;
-    bool leftControllerTracked = false;
+    // Set once a controller was tracked in this run: a lost controller stays where it was last seen.
+    bool leftControllerSeen = false;
+    bool rightControllerSeen = false;
+
+    // Pointing and teleporting.
+    int pickTargetSize = 160;
+    std::shared_ptr<Brume::Target> pickTarget;
+    std::vector<unsigned int> pickValues;
+    // The measurement or annotation under the ray this frame; empty otherwise.
+    std::string selectedUuid;
+    bool hitIsWall = false;
+    bool pointerActive = false;
+    bool teleportActive = false;
     // Where the tablet sits relative to the left controller.
     Ko_1_1::Mat4d<float> tabletOffset;
     // The current eye pass's matrices, for the objects that build their geometry per eye.

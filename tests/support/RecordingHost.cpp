@@ -10,6 +10,30 @@ void RecordingHost::record(const char* name) {
     log.push_back({name, std::this_thread::get_id()});
 }
 
+void RecordingHost::recordPoint(const char* name, const Ko_1_1::Vec3d<float>& point, float radius, int kind) {
+    record(name);
+    std::lock_guard<std::mutex> lock(mutex);
+    placed.push_back({name, point, radius, kind});
+}
+
+void RecordingHost::requestFlyTo(Ko_1_1::Vec3d<float> target, float distance,
+                                 Ko_1_1::Vec3d<float> direction) {
+    std::lock_guard<std::mutex> lock(mutex);
+    flyTo.emplace_back(target, distance, direction);
+}
+
+bool RecordingHost::takeFlyToRequest(Ko_1_1::Vec3d<float>& target, float& distance,
+                                     Ko_1_1::Vec3d<float>& direction) {
+    record("takeFlyToRequest");
+    std::lock_guard<std::mutex> lock(mutex);
+    if (flyTo.empty()) {
+        return false;
+    }
+    std::tie(target, distance, direction) = flyTo.front();
+    flyTo.erase(flyTo.begin());
+    return true;
+}
+
 std::vector<RecordingHost::Call> RecordingHost::calls() const {
     return locked(log);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "common/IVRView.h"
@@ -38,6 +40,7 @@ public:
     std::function<void()> onViewTransform; // on the render thread at each setViewTransform
     int pointSize = 1;
     bool meshVisible = false;
+    std::atomic<bool> heightLocked{false};
     std::vector<VR::MeshData> meshes; // handed over once, at set-up
 
     // Objects the object grabber thread fetches; safe to change while a run goes on.
@@ -55,6 +58,15 @@ public:
     std::vector<Ko_1_1::Mat4d<float>> viewTransforms() const { return locked(transforms); }
     std::vector<Screenshot> screenshots() const { return locked(shots); }
     std::vector<HtmlEvent> htmlEvents() const { return locked(events); }
+    struct MeasurementPoint {
+        std::string call;
+        Ko_1_1::Vec3d<float> point;
+        float searchRadius;
+        int hitKind;
+    };
+    std::vector<MeasurementPoint> measurementPoints() const { return locked(placed); }
+    // A fly-to request the frame loop takes at its next pass.
+    void requestFlyTo(Ko_1_1::Vec3d<float> target, float distance, Ko_1_1::Vec3d<float> direction);
 
     void queryPoints(float fov, unsigned short width, unsigned short height, float nearZ, float farZ,
                      Ko_1_1::Vec3d<double> position, Ko_1_1::Vec3d<double> up, Ko_1_1::Vec3d<double> back,
@@ -67,23 +79,22 @@ public:
     void sendHtmlPointerMove(int x, int y, bool state) override;
     void sendHtmlButton(int x, int y, bool state) override;
     void onVrClosed() override { record("onVrClosed"); }
-    void onMeasurementFinished(const Ko_1_1::Vec3d<float>&, float, int) override {
-        record("onMeasurementFinished");
+    void onMeasurementFinished(const Ko_1_1::Vec3d<float>& point, float radius, int kind) override {
+        recordPoint("onMeasurementFinished", point, radius, kind);
     }
-    void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>&, float, int) override {
-        record("onMeasurementPointAdded");
+    void onMeasurementPointAdded(const Ko_1_1::Vec3d<float>& point, float radius, int kind) override {
+        recordPoint("onMeasurementPointAdded", point, radius, kind);
     }
     void getPendingMeasurement(VR::MeasurementData& measurement) override;
     void onObjectClicked(Ko_1_1::StringVal*) override { record("onObjectClicked"); }
     void onScreenshot(const std::vector<unsigned char>& rgba, unsigned width, unsigned height,
                       const Ko_1_1::Mat4d<float>& view) override;
     void setHeadsetKind(int kind) override;
-    bool takeFlyToRequest(Ko_1_1::Vec3d<float>&, float&, Ko_1_1::Vec3d<float>&) override {
-        return record("takeFlyToRequest", false);
-    }
+    bool takeFlyToRequest(Ko_1_1::Vec3d<float>& target, float& distance,
+                          Ko_1_1::Vec3d<float>& direction) override;
     void setViewTransform(const Ko_1_1::Mat4d<float>& transform) override;
     void reservedSlot17() override { record("reservedSlot17"); }
-    bool isHeightLocked() override { return record("isHeightLocked", false); }
+    bool isHeightLocked() override { return record("isHeightLocked", heightLocked.load()); }
     void reservedSlot19() override { record("reservedSlot19"); }
     int getPointSize() override { return record("getPointSize", pointSize); }
     std::string getLengthUnitText() override { return record("getLengthUnitText", std::string("m")); }
@@ -100,6 +111,7 @@ public:
 
 private:
     void record(const char* name);
+    void recordPoint(const char* name, const Ko_1_1::Vec3d<float>& point, float radius, int kind);
     template <typename T> T record(const char* name, T answer) {
         record(name);
         return answer;
@@ -123,6 +135,8 @@ private:
     bool pageChanged = false;
     std::vector<VR::MeasurementData> pending;
     std::vector<HtmlEvent> events;
+    std::vector<MeasurementPoint> placed;
+    std::vector<std::tuple<Ko_1_1::Vec3d<float>, float, Ko_1_1::Vec3d<float>>> flyTo;
 };
 
 } // namespace OrvelTest
