@@ -39,15 +39,6 @@ TEST_F(CameraAnimationVRTest, InterpolatesLinearlyAndStaysAtTheEnd) {
     }
 }
 
-TEST_F(CameraAnimationVRTest, TeleportGlideAtNinetyHertzTakesFiveFrames) {
-    const CameraAnimationVR animation = make(0.05);
-    int frames = 0;
-    for (; !animation.isFinished() && frames < 100; ++frames) {
-        now += SECOND / 90;
-    }
-    EXPECT_EQ(frames, 5);
-}
-
 TEST_F(CameraAnimationVRTest, NonPositiveDurationEndsAtOnceOnTheEndValues) {
     for (const double duration : {0.0, -1.0}) {
         const CameraAnimationVR animation = make(duration);

@@ -16,42 +16,34 @@ protected:
 
 } // namespace
 
-TEST_F(Treadmill, WithoutDeviceIsNotConnectedAndReportsNoMovement) {
-    simcyb_setOrientation(0.25f);
-    simcyb_setSpeed(1.5f);
-    Virtualizer treadmill;
-
-    EXPECT_FALSE(treadmill.isConnected());
-    EXPECT_EQ(treadmill.getDirection(), 0.0f);
-    EXPECT_EQ(treadmill.getSpeed(), 0.0f);
-    EXPECT_EQ(simcyb_findDeviceCount(), 1u);
-    EXPECT_EQ(simcyb_openCount(), 0u);
-}
-
 TEST_F(Treadmill, OpensOnlyAClosedDeviceAndClosesWhatItConnected) {
     const struct {
+        bool present;
         bool alreadyOpen;
         bool openSucceeds;
         bool connected;
         unsigned opens;
         unsigned closes;
     } cases[] = {
-        {false, true, true, 1, 1},
-        {true, false, true, 0, 1},
-        {false, false, false, 1, 0},
+        {false, false, true, false, 0, 0},
+        {true, false, true, true, 1, 1},
+        {true, true, false, true, 0, 1},
+        {true, false, false, false, 1, 0},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(::testing::Message()
-                     << "already open " << c.alreadyOpen << ", open succeeds " << c.openSucceeds);
+        SCOPED_TRACE(::testing::Message() << "present " << c.present << ", already open " << c.alreadyOpen
+                                          << ", open succeeds " << c.openSucceeds);
         simcyb_reset();
-        simcyb_setDevicePresent(1);
+        simcyb_setDevicePresent(c.present);
         simcyb_setAlreadyOpen(c.alreadyOpen);
         simcyb_setOpenSucceeds(c.openSucceeds);
         simcyb_setSpeed(1.5f);
+        simcyb_setOrientation(0.25f);
         {
             Virtualizer treadmill;
             EXPECT_EQ(treadmill.isConnected(), c.connected);
             EXPECT_EQ(treadmill.getSpeed(), c.connected ? 1.5f : 0.0f);
+            EXPECT_EQ(treadmill.getDirection(), c.connected ? 0.25f : 0.0f);
             EXPECT_EQ(simcyb_openCount(), c.opens);
             EXPECT_EQ(simcyb_closeCount(), 0u);
         }
