@@ -223,6 +223,11 @@ TEST_F(InteractionRun, SnapTurnsOncePerPressAndTheTriggerFlies) {
     const Vec down{0.0f, std::cos(0.5235988f), -std::sin(0.5235988f)};
     script = [&](uint64_t f) {
         aimController(LEFT, {-0.2f, 0.3f, 1.2f}, Vec{-0.2f, 0.3f, 1.2f} + down);
+        if (f == 21) {
+            // A broken pose from the runtime for one frame is skipped.
+            const float broken[12] = {std::nanf(""), 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
+            simvr_setDevicePose(LEFT, broken);
+        }
         const bool pad = (f >= 5 && f < 10) || (f >= 15 && f < 20);
         host.heightLocked = f >= 35;
         setButtons(LEFT, pad ? TOUCHPAD : 0, 0.8f, 0.0f,

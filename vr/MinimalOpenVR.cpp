@@ -62,6 +62,9 @@ MinimalOpenVR::~MinimalOpenVR() {
 }
 
 void MinimalOpenVR::releaseModels() {
+    for (bool& tried : deviceModelTried) {
+        tried = false;
+    }
     for (VR::VrModelRenderer*& model : deviceModels) {
         model = nullptr;
     }
@@ -157,7 +160,8 @@ VR::VrModelRenderer* MinimalOpenVR::getControllerModel(bool left) {
     if (index == NO_DEVICE || !isController(index)) {
         return nullptr;
     }
-    if (deviceModels[index] == nullptr) {
+    if (deviceModels[index] == nullptr && !deviceModelTried[index]) {
+        deviceModelTried[index] = true;
         loadDeviceModel(index);
     }
     return deviceModels[index];

@@ -58,6 +58,8 @@ private:
     std::vector<std::unique_ptr<VR::VrModelRenderer>> renderModelCache;
     vr::IVRSystem* system = nullptr;
     VR::VrModelRenderer* deviceModels[DEVICE_COUNT] = {};
+    // A device whose model could not be had is not asked again every frame.
+    bool deviceModelTried[DEVICE_COUNT] = {};
     vr::TrackedDevicePose_t poses[DEVICE_COUNT] = {};
     unsigned leftControllerIndex = NO_DEVICE;
     unsigned rightControllerIndex = NO_DEVICE;

@@ -63,9 +63,12 @@ constexpr int HIT_ANNOTATION = 6;
 
 // Input state shared by every renderer of the process: edges are detected against the previous frame,
 // whichever run that was in.
+// Button states are kept per device: with two pointing devices (say, before the runtime has assigned the
+// hands) one device's release must not count as the other's press.
+constexpr unsigned DEVICE_COUNT = 16;
 bool lastLeftTouchpadPressed = false;
-bool lastGripPressed = false;
-bool lastPrimaryPressed = false;
+bool lastGripPressed[DEVICE_COUNT] = {};
+bool lastPrimaryPressed[DEVICE_COUNT] = {};
 bool rayHit = false;
 Ko_1_1::Vec3d<float> hitPoint;
 
@@ -280,7 +283,6 @@ bool VRRenderer::createWindow() {
     glfwWindowHint(GLFW_CONTEXT_VERSION_MAJOR, 4);
     glfwWindowHint(GLFW_CONTEXT_VERSION_MINOR, 1);
     glfwWindowHint(GLFW_OPENGL_PROFILE, GLFW_OPENGL_CORE_PROFILE);
-    glfwWindowHint(GLFW_OPENGL_FORWARD_COMPAT, GLFW_TRUE);
     glfwWindowHint(GLFW_RESIZABLE, GLFW_TRUE);
     window = glfwCreateWindow(windowWidth, windowHeight, "ORVEL VR", nullptr, nullptr);
     if (window == nullptr) {
@@ -642,16 +644,27 @@ void VRRenderer::applyTreadmill() {
 
 void VRRenderer::handleControllers(const Ko_1_1::Mat4d<float>& headWorld,
                                    const Ko_1_1::Mat4d<float>& headTracking) {
+    frameStartPosition = cameraPosition;
     applyTreadmill();
 
     pointerActive = false;
-    for (unsigned index = 1; index < 16; ++index) {
+    for (unsigned index = 1; index < DEVICE_COUNT; ++index) {
         // A renderer without a headset has no controllers; there is deliberately no emulated one.
         if (!vrEnabled) {
             continue;
         }
         vr::TrackedDevicePose_t pose{};
         if (!openVr->getDevicePose(index, &pose)) {
+            continue;
+        }
+        // One broken pose would otherwise turn the user's position into NaN for the rest of the run.
+        bool finite = true;
+        for (const auto& row : pose.mDeviceToAbsoluteTracking.m) {
+            for (const float value : row) {
+                finite = finite && std::isfinite(value);
+            }
+        }
+        if (!finite) {
             continue;
         }
         vr::VRControllerState_t state{};
@@ -665,6 +678,7 @@ void VRRenderer::handleControllers(const Ko_1_1::Mat4d<float>& headWorld,
         if ((openVr->updateControllerRole(index) & 0xFF) != vr::TrackedControllerRole_LeftHand) {
             rightControllerMatrix = world;
             rightControllerSeen = true;
+            pointingDevice = index;
             handleRightController(buttons.triggerPressed, buttons.primaryPressed, buttons.gripPressed,
                                   buttons.trigger, headWorld, headTracking);
         } else {
@@ -699,11 +713,12 @@ Ko_1_1::Mat4d<float> VRRenderer::tabletPose() const {
 void VRRenderer::handleRightController(bool triggerPressed, bool primaryPressed, bool gripPressed,
                                        float trigger, const Ko_1_1::Mat4d<float>& headWorld,
                                        const Ko_1_1::Mat4d<float>& headTracking) {
-    const bool gripPress = gripPressed && !lastGripPressed;
-    const bool primaryPress = primaryPressed && !lastPrimaryPressed;
-    const bool primaryRelease = !primaryPressed && lastPrimaryPressed;
-    lastGripPressed = gripPressed;
-    lastPrimaryPressed = primaryPressed;
+    const unsigned device = pointingDevice < DEVICE_COUNT ? pointingDevice : 0;
+    const bool gripPress = gripPressed && !lastGripPressed[device];
+    const bool primaryPress = primaryPressed && !lastPrimaryPressed[device];
+    const bool primaryRelease = !primaryPressed && lastPrimaryPressed[device];
+    lastGripPressed[device] = gripPressed;
+    lastPrimaryPressed[device] = primaryPressed;
     if (gripPress) {
         createScreenshot(headWorld);
     }
@@ -804,7 +819,8 @@ void VRRenderer::handleRightController(bool triggerPressed, bool primaryPressed,
         teleportActive = true;
     } else if (primaryRelease && teleportActive) {
         if (selectedUuid.empty()) {
-            const Ko_1_1::Vec3d<float> origin = cameraPosition - head + hitPoint + offset;
+            // The head position is the frame's; this frame's walking and flying must not shift the landing.
+            const Ko_1_1::Vec3d<float> origin = frameStartPosition - head + hitPoint + offset;
             currentAnimation = std::make_shared<CameraAnimationVR>(
                 cameraPosition, origin, viewAngles, viewAngles, static_cast<double>(teleportAnimationTime));
         }
@@ -870,7 +886,8 @@ bool VRRenderer::sendRay(const Ko_1_1::Mat4d<float>& controllerMatrix, Ko_1_1::V
         return false;
     }
     if (stencil == PointRenderer::STENCIL_INDEX || stencil == MeshRenderer::STENCIL_INDEX) {
-        std::vector<Ko_1_1::Vec3d<double>> surface;
+        std::vector<Ko_1_1::Vec3d<double>>& surface = pickSurface;
+        surface.clear();
         for (int y = 0; y < n; ++y) {
             for (int x = 0; x < n; ++x) {
                 const unsigned int word = value(x, y);
@@ -907,12 +924,12 @@ void VRRenderer::renderSceneForController(const Ko_1_1::Mat4d<float>& viewMatrix
     glEnable(GL_STENCIL_TEST);
     glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
 
+    // Only depth and stencil are read back.
+    glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
     const Ko_1_1::Mat4d<float> viewProjection = projection * viewMatrix;
-    glStencilFunc(GL_ALWAYS, PointRenderer::STENCIL_INDEX, 0xFF);
-    const float eyePointSize = pointRenderer->getPointSize();
-    pointRenderer->setPointSize(pickPointSize);
-    pointRenderer->drawPoints(renderer, viewProjection);
-    pointRenderer->setPointSize(eyePointSize);
+    // The newest batch alone, every point at one size: the eye pictures' wide periphery points would
+    // cover the narrow picking view.
+    pointRenderer->drawSingleBuffer(renderer, viewProjection, pickPointSize, true);
 
     if (view->isMeshVisible()) {
         meshRenderer->drawMeshes(renderer, viewProjection, viewMatrix, viewMatrix, true);
@@ -923,9 +940,11 @@ void VRRenderer::renderSceneForController(const Ko_1_1::Mat4d<float>& viewMatrix
         htmlView->draw(renderer, viewProjection * tabletPose(), nullptr, true);
     }
 
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     glDisable(GL_STENCIL_TEST);
     glDisable(GL_DEPTH_TEST);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    renderer.setTarget(nullptr);
     glViewport(0, 0, static_cast<GLsizei>(renderWidth), static_cast<GLsizei>(renderHeight));
 }
 
@@ -933,9 +952,13 @@ void VRRenderer::updateFromAnimations() {
     Ko_1_1::Vec3d<float> target;
     float distance = 0.0f;
     Ko_1_1::Vec3d<float> direction;
-    if (view->takeFlyToRequest(target, distance, direction) && std::isfinite(distance) &&
-        std::isfinite(target.x) && std::isfinite(target.y) && std::isfinite(target.z) &&
-        std::isfinite(direction.x) && std::isfinite(direction.y) && std::isfinite(direction.z)) {
+    const bool requested = view->takeFlyToRequest(target, distance, direction);
+    const bool usable = std::isfinite(distance) && std::isfinite(target.x) && std::isfinite(target.y) &&
+                        std::isfinite(target.z) && std::isfinite(direction.x) && std::isfinite(direction.y) &&
+                        std::isfinite(direction.z);
+    if (requested && !usable) {
+        logLine(L"Fly-to request with a non-finite target, distance or direction ignored\n");
+    } else if (requested) {
         const Ko_1_1::Mat4d<float> headWorld = cameraTransform * headPose;
         Ko_1_1::Vec3d<float> f = -headWorld.column(2);
         const float a0 = std::atan2(f.y, f.x);
@@ -964,10 +987,14 @@ void VRRenderer::updateFromAnimations() {
             cameraPosition, endPosition, viewAngles, endAngles, static_cast<double>(teleportAnimationTime));
     }
     if (currentAnimation) {
-        cameraPosition = currentAnimation->getPosition();
-        viewAngles = currentAnimation->getAngles();
+        // The last frame lands exactly on the end values, whenever the clock is read.
         if (currentAnimation->isFinished()) {
+            cameraPosition = currentAnimation->getEndPosition();
+            viewAngles = currentAnimation->getEndAngles();
             currentAnimation.reset();
+        } else {
+            cameraPosition = currentAnimation->getPosition();
+            viewAngles = currentAnimation->getAngles();
         }
     }
 }
@@ -1001,6 +1028,8 @@ void VRRenderer::duplicateFramebufferToWindow() {
 }
 
 void VRRenderer::createScreenshot(const Ko_1_1::Mat4d<float>& viewMatrix) {
+    // After a swap the back buffer's contents are undefined; the mirror picture is copied in again.
+    duplicateFramebufferToWindow();
     std::vector<unsigned char> pixels(static_cast<std::size_t>(windowWidth) *
                                       static_cast<std::size_t>(windowHeight) * 4);
     glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);

@@ -185,6 +185,10 @@ protected:
     int pickTargetSize = 160;
     std::shared_ptr<Brume::Target> pickTarget;
     std::vector<unsigned int> pickValues;
+    std::vector<Ko_1_1::Vec3d<double>> pickSurface;
+    // The device handled as the pointing controller, and where the user stood when the frame began.
+    unsigned pointingDevice = 0;
+    Ko_1_1::Vec3d<float> frameStartPosition;
     // The measurement or annotation under the ray this frame; empty otherwise.
     std::string selectedUuid;
     bool hitIsWall = false;

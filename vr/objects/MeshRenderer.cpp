@@ -137,6 +137,8 @@ void MeshRenderer::drawMeshes(const Brume::Renderer& renderer,
 
     // Lines are too thin to aim at, so they never take part in picking.
     if (!stencilPass) {
+        // Wide lines drawn before (the aimed teleport's) leave their width set.
+        glLineWidth(1.0f);
         lineMaterial->set("modelViewProjectionMatrix", modelViewProjection);
         renderer.draw(lineMaterial, lineGeometry, 0, 0);
     }
