@@ -4,7 +4,7 @@ set(ORVEL_RESOURCE_DIR ${CMAKE_CURRENT_SOURCE_DIR}/resources/VR)
 # The staged copies are refreshed when an executable is linked; listing the files as link dependencies
 # relinks (and so restages) after a shader or model changed.
 set(ORVEL_RESOURCE_FILES)
-foreach(name AnnotationArrow.geo Bigpoints.frg Bigpoints.vrt Blur.frg Controller.frg Controller.vrt Identity.vrt
+foreach(name AnnotationArrow.geo Beam.frg Beam.vrt Bigpoints.frg Bigpoints.vrt Blur.frg Controller.frg Controller.vrt Identity.vrt
         Line.geo Lines.frg Lines.vrt MeasureText.geo Mesh.frg Mesh.vrt Points.frg Points.vrt Tablet.frg
         TeleportLine.frg TeleportLine.vrt TeleportPad.frg TeleportPad.vrt TextLabel.frg Texture.vrt
         TexturedMesh.frg TexturedMesh.vrt UniformColor.frg)

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "vr/input/ControllerInput.h"
+#include "vr/input/LaserBeam.h"
 
 using namespace VR::Input;
 
@@ -148,4 +149,18 @@ TEST(ControllerInput, TeleportLandsOverFloorsAndBackFromWalls) {
     EXPECT_NEAR(near.x, 0.5f, 1e-6f);
     const auto onHead = landing(true, head);
     EXPECT_TRUE(std::isfinite(onHead.x) && std::isfinite(onHead.z));
+}
+
+TEST(LaserBeam, CylinderSpansFromTheControllerToTheRayEnd) {
+    const Ko_1_1::Vec3d<float> start{1, 2, 3};
+    const Ko_1_1::Vec3d<float> end{1, 5, 7};
+    const auto m = VR::LaserBeam::placement(start, end);
+    auto apply = [&](Ko_1_1::Vec3d<float> p) {
+        return (m * Ko_1_1::Mat4d<float>::translationMatrix(p)).translation();
+    };
+    EXPECT_NEAR((apply({0, 0, 0}) - start).length(), 0.0f, 1e-6f);
+    EXPECT_NEAR((apply({0, 0, -1}) - end).length(), 0.0f, 1e-5f);
+    EXPECT_NEAR((apply({0.5f, 0, 0}) - start).length(), VR::LaserBeam::RADIUS, 1e-6f);
+    EXPECT_NEAR((apply({0, 0.5f, 0}) - start).dot(end - start), 0.0f, 1e-6f);
+    EXPECT_EQ(VR::LaserBeam::placement(start, start), (Ko_1_1::Mat4d<float>()));
 }

@@ -5,6 +5,7 @@
 #include "vr/VrModelRenderer.h"
 #include "vr/input/CameraAnimationVR.h"
 #include "vr/input/ControllerInput.h"
+#include "vr/input/LaserBeam.h"
 #include "vr/input/TeleportRenderer.h"
 #include "vr/input/Treadmill.h"
 #include "vr/objects/AnnotationController.h"
@@ -316,6 +317,7 @@ void VRRenderer::createSceneObjects() {
     meshRenderer = std::make_shared<MeshRenderer>(view);
     meshRenderer->buildMeshes();
     cylinderGeometry = loadMesh("Cylinder.ply");
+    laserBeam = std::make_shared<LaserBeam>(cylinderGeometry);
     teleportRenderer = std::make_shared<TeleportRenderer>(1.0f);
     pickTarget = makeTarget(static_cast<unsigned>(pickTargetSize), static_cast<unsigned>(pickTargetSize),
                             GL_DEPTH_STENCIL);
@@ -504,6 +506,7 @@ void VRRenderer::shutdownGL() {
     meshRenderer.reset();
     cylinderGeometry.reset();
     teleportRenderer.reset();
+    laserBeam.reset();
     pickTarget.reset();
     currentAnimation.reset();
     pointRenderer.reset();
@@ -583,6 +586,8 @@ void VRRenderer::renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye
     glStencilFunc(GL_ALWAYS, 0, 0xFF);
     if (rightControllerSeen) {
         teleportRenderer->draw(renderer, viewProjection, teleportActive);
+        laserBeam->draw(renderer, viewProjection, teleportRenderer->getLineStart(),
+                        teleportRenderer->getLineEnd(), teleportRenderer->getLineHitsTarget() == 1);
     }
     drawControllers(viewProjection);
 

@@ -37,6 +37,7 @@ class Target;
 namespace VR {
 
 class PointGrabber;
+class LaserBeam;
 class TeleportRenderer;
 
 #if defined(__GNUC__)
@@ -155,9 +156,10 @@ protected:
     std::shared_ptr<AnnotationController> annotationController;
     std::shared_ptr<MeshRenderer> meshRenderer;
     std::shared_ptr<TeleportRenderer> teleportRenderer;
+    std::shared_ptr<LaserBeam> laserBeam;
     std::shared_ptr<CameraAnimationVR> currentAnimation;
     std::shared_ptr<ITreadmill> treadmill;
-    // The beam model of the pointing controller, loaded at set-up.
+    // The beam model of the pointing controller, read by the host at set-up.
     std::shared_ptr<Brume::Geometry> cylinderGeometry;
 
     unsigned renderWidth = defaultFramebufferWidth;
