@@ -1,7 +1,7 @@
 // The demo host program: loads a scan (or generates a sample room), answers the viewer's point queries from
 // it, and runs a VR session mirrored in a desktop window: on the installed OpenVR runtime, or on the
-// simulated one with a slow scripted look-around. It is written as a host developer would integrate the
-// library: one IVRView, one VRManager, no runtime linked.
+// simulated one with a slow look-around or a session script. It is written as a host developer would
+// integrate the library: one IVRView, one VRManager, no runtime linked.
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +20,7 @@
 #include "examples/RuntimeLibrary.h"
 #include "examples/SampleObjects.h"
 #include "examples/SceneGenerator.h"
+#include "examples/SessionScript.h"
 #include "examples/SimulatedRuntime.h"
 #include "examples/VisibilityQuery.h"
 #include "vr/VRManager.h"
@@ -132,6 +133,22 @@ bool openRuntime(RuntimeChoice choice, Demo::RuntimeLibrary& library) {
     return true;
 }
 
+#if defined(_WIN32)
+const char* const TREADMILL_FILE_NAME = "CybSDK.dll";
+#else
+const char* const TREADMILL_FILE_NAME = "libCybSDK.so";
+#endif
+
+// The simulated walking-platform library lives beside the simulated runtime. Opened before the viewer starts,
+// it is the one the viewer's load by name finds, exactly as for the runtime; without a script its device is
+// absent and the viewer runs as on a machine without a platform.
+void openSimulatedTreadmill(const Demo::RuntimeLibrary& runtime, Demo::RuntimeLibrary& treadmill) {
+    const std::string runtimeFile = runtime.file();
+    const std::size_t separator = runtimeFile.find_last_of("/\\");
+    treadmill.open((separator == std::string::npos ? std::string() : runtimeFile.substr(0, separator + 1)) +
+                   TREADMILL_FILE_NAME);
+}
+
 // Beside the scan, named after it without its extension; for the generated room, in the working folder.
 std::string defaultMeasurementsPath(const std::string& scan) {
     if (scan.empty()) {
@@ -147,7 +164,7 @@ void usage() {
     std::fprintf(stderr,
                  "usage: orvel_demo [FILE.las|FILE.ply] [--runtime openvr|simulated|auto] [--frames N]\n"
                  "                  [--screenshot FILE.png] [--measurements FILE.json]\n"
-                 "                  [--annotations FILE.json] [--no-meshes]\n");
+                 "                  [--annotations FILE.json] [--no-meshes] [--script FILE]\n");
 }
 
 } // namespace
@@ -158,6 +175,7 @@ int main(int argc, char** argv) {
         std::string screenshot;
         std::string measurementsPath;
         std::string annotationsPath;
+        std::string scriptPath;
         bool showMeshes = true;
         long frames = 0;
         RuntimeChoice runtimeChoice = RuntimeChoice::Auto;
@@ -188,6 +206,8 @@ int main(int argc, char** argv) {
                 measurementsPath = argv[++i];
             } else if (arg == "--annotations" && i + 1 < argc) {
                 annotationsPath = argv[++i];
+            } else if (arg == "--script" && i + 1 < argc) {
+                scriptPath = argv[++i];
             } else if (arg == "--no-meshes") {
                 showMeshes = false;
             } else if (arg == "--help" || arg == "-h") {
@@ -199,6 +219,16 @@ int main(int argc, char** argv) {
                 return 2;
             } else {
                 path = arg;
+            }
+        }
+
+        std::unique_ptr<Demo::SessionScript> script;
+        if (!scriptPath.empty()) {
+            try {
+                script = std::make_unique<Demo::SessionScript>(Demo::SessionScript::read(scriptPath));
+            } catch (const Demo::ReadError& e) {
+                std::fprintf(stderr, "orvel_demo: %s\n", e.what());
+                return 2;
             }
         }
 
@@ -229,6 +259,30 @@ int main(int argc, char** argv) {
             return 1;
         }
         Demo::SimulatedRuntime simulated(runtimeLibrary);
+        Demo::RuntimeLibrary treadmillLibrary;
+        if (simulated.present()) {
+            openSimulatedTreadmill(runtimeLibrary, treadmillLibrary);
+        }
+        if (script) {
+            // A script stands in for the person wearing the headset, which only the simulated runtime allows.
+            if (!simulated.present()) {
+                std::fprintf(stderr,
+                             "orvel_demo: %s plays only on the simulated runtime (--runtime simulated)\n",
+                             scriptPath.c_str());
+                return 2;
+            }
+            std::string missing;
+            if (!script->bind([&](const char* name) { return runtimeLibrary.symbol(name); },
+                              [&](const char* name) { return treadmillLibrary.symbol(name); }, missing)) {
+                const bool platform = missing.rfind("simcyb_", 0) == 0;
+                const std::string where = !platform                   ? runtimeLibrary.file()
+                                          : treadmillLibrary.isOpen() ? treadmillLibrary.file()
+                                                                      : treadmillLibrary.error();
+                std::fprintf(stderr, "orvel_demo: %s cannot be played: %s is missing (%s)\n",
+                             scriptPath.c_str(), missing.c_str(), where.c_str());
+                return 2;
+            }
+        }
 
         Demo::PointCloud cloud = path.empty() ? Demo::SceneGenerator::generateRoom() : load(path);
         Ko_1_1::Vec3d<double> min, max;
@@ -239,11 +293,15 @@ int main(int argc, char** argv) {
         const Ko_1_1::Vec3d<double> start = query->startPosition();
         std::printf("starting at (%.2f, %.2f, %.2f)\n", start.x, start.y, start.z);
 
-        simulated.startLookAround();
-
         Demo::DemoView view(query, std::move(objects));
         VR::VRManager manager(
             {static_cast<float>(start.x), static_cast<float>(start.y), static_cast<float>(start.z)}, &view);
+        if (script) {
+            script->prepare();
+            script->start([&manager] { manager.closeVR(); }, [&view] { return view.pointQueries(); });
+        } else {
+            simulated.startLookAround();
+        }
         const VR::VRGlobals::ErrorCodes started = manager.init();
         if (started != VR::VRGlobals::NoError) {
             std::fprintf(stderr, "orvel_demo: the VR session could not start (error %d)\n",
@@ -258,6 +316,9 @@ int main(int argc, char** argv) {
             });
         }
         const VR::VRGlobals::ErrorCodes result = manager.runRenderLoop();
+        if (script) {
+            script->stop();
+        }
         std::printf("VR session ended after %llu frames, %llu point queries (result %d)\n",
                     static_cast<unsigned long long>(view.frameCount()),
                     static_cast<unsigned long long>(view.pointQueries()), static_cast<int>(result));

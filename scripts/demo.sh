@@ -17,6 +17,7 @@ if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
     exec "$demo" "$@"
 fi
 args=("$@")
-case " $* " in *" --frames "*) ;; *) args+=(--frames 300) ;; esac
+# A session script ends the session itself.
+case " $* " in *" --frames "* | *" --script "*) ;; *) args+=(--frames 300) ;; esac
 case " $* " in *" --screenshot "*) ;; *) args+=(--screenshot "$PWD/demo-mirror.png") ;; esac
 exec xvfb-run -a -s "-noreset -screen 0 1920x1080x24" "$demo" "${args[@]}"

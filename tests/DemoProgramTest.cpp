@@ -4,10 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include <png.h>
+
+#include "examples/MeasurementStore.h"
 
 #if !defined(_WIN32)
 #include <sys/wait.h>
@@ -24,17 +27,9 @@ int exitCodeOf(const std::string& command) {
 #endif
 }
 
-} // namespace
-
-// The demo run as a user runs it, on the simulated runtime, under the test's display: the mirror picture it
-// writes must show the generated room and be opaque.
-TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
-    const std::string png = ORVEL_DEMO_OUTPUT_DIR "/mirror.png";
-    std::remove(png.c_str());
-    ASSERT_EQ(exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 200 --screenshot \"" + png +
-                         "\""),
-              0);
-
+// The picture must be opaque and show the generated room: the cleared background is the grey of 0.5, the
+// room's points cover much of the rest, in many colours.
+void expectRoomPicture(const std::string& png) {
     png_image image;
     std::memset(&image, 0, sizeof(image));
     image.version = PNG_IMAGE_VERSION;
@@ -44,7 +39,6 @@ TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
     std::vector<unsigned char> rgba(PNG_IMAGE_SIZE(image));
     ASSERT_TRUE(png_image_finish_read(&image, nullptr, rgba.data(), 0, nullptr)) << image.message;
 
-    // The cleared background is the grey of 0.5; the room's points cover much of the rest, in many colours.
     std::map<std::uint32_t, std::size_t> colours;
     std::size_t background = 0;
     for (std::size_t i = 0; i < rgba.size(); i += 4) {
@@ -56,6 +50,50 @@ TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
     EXPECT_GT(pixels - background, pixels / 10);
     EXPECT_GT(colours.size(), 100u);
 }
+
+} // namespace
+
+// The demo run as a user runs it, on the simulated runtime, under the test's display.
+TEST(DemoProgram, RunsOnSimulatedRuntimeAndWritesOpaqueMirrorPicture) {
+    const std::string png = ORVEL_DEMO_OUTPUT_DIR "/mirror.png";
+    std::remove(png.c_str());
+    ASSERT_EQ(exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --frames 200 --screenshot \"" + png +
+                         "\""),
+              0);
+    expectRoomPicture(png);
+}
+
+// Each shipped session script plays to its end, which ends the session, and leaves its measurements in the
+// file: only the measuring script places points, tablet clicks with the trigger place none.
+struct ShippedScript {
+    const char* name;
+    std::size_t measurements;
+};
+
+void PrintTo(const ShippedScript& script, std::ostream* out) {
+    *out << script.name;
+}
+
+class DemoScript : public testing::TestWithParam<ShippedScript> {};
+
+TEST_P(DemoScript, PlaysToItsEnd) {
+    const std::string name = GetParam().name;
+    const std::string png = ORVEL_DEMO_OUTPUT_DIR "/script-" + name + ".png";
+    const std::string measurements = ORVEL_DEMO_OUTPUT_DIR "/script-" + name + ".measurements.json";
+    std::remove(png.c_str());
+    std::remove(measurements.c_str());
+    ASSERT_EQ(
+        exitCodeOf("\"" ORVEL_DEMO_PROGRAM "\" --runtime simulated --script \"" ORVEL_DEMO_SCRIPTS_DIR "/" +
+                   name + ".txt\" --measurements \"" + measurements + "\" --screenshot \"" + png + "\""),
+        0);
+    expectRoomPicture(png);
+    EXPECT_EQ(Demo::MeasurementStore(measurements).measurements().size(), GetParam().measurements);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shipped, DemoScript,
+                         testing::Values(ShippedScript{"tour", 0}, ShippedScript{"measure", 2},
+                                         ShippedScript{"tablet", 0}, ShippedScript{"treadmill", 0}),
+                         [](const testing::TestParamInfo<ShippedScript>& info) { return info.param.name; });
 
 // A damaged measurements file stops the program before any VR work, with a message naming the file, and
 // the file is left exactly as it was.

@@ -8,6 +8,7 @@ if(ORVEL_BUILD_EXAMPLES)
         MeasurementStoreTest.cpp
         PointCloudReaderTest.cpp
         PngWriterTest.cpp
+        SessionScriptTest.cpp
         TabletPageTest.cpp
         VisibilityQueryTest.cpp
         LIBS orvel_demo_lib orvel_vr_static)
@@ -23,7 +24,7 @@ if(ORVEL_BUILD_EXAMPLES)
     file(MAKE_DIRECTORY ${demo_output})
     orvel_add_test(demo_program_tests GL SOURCES DemoProgramTest.cpp LIBS orvel_demo_lib orvel_vr_static)
     target_compile_definitions(demo_program_tests PRIVATE ORVEL_DEMO_PROGRAM="$<TARGET_FILE:orvel_demo>"
-        ORVEL_DEMO_OUTPUT_DIR="${demo_output}")
+        ORVEL_DEMO_OUTPUT_DIR="${demo_output}" ORVEL_DEMO_SCRIPTS_DIR="${PROJECT_SOURCE_DIR}/examples/scripts")
     add_dependencies(demo_program_tests orvel_demo)
 
     if(UNIX)
@@ -33,11 +34,16 @@ if(ORVEL_BUILD_EXAMPLES)
             COMMAND sh -c "\"$0\" --runtime openvr; test $? -eq 1" $<TARGET_FILE:orvel_demo>)
         set_tests_properties(DemoProgram.EndsWithoutInstalledRuntime PROPERTIES
             ENVIRONMENT "LD_LIBRARY_PATH=" TIMEOUT 20)
-        # The program links no runtime: nothing of the simulated runtime's control API is left for the
-        # loader to resolve.
+        # A script that cannot be read ends the program at once with exit code 2.
+        add_test(NAME DemoProgram.RefusesUnreadableScript
+            COMMAND sh -c "\"$0\" --runtime simulated --script no-such-script.txt; test $? -eq 2"
+                $<TARGET_FILE:orvel_demo>)
+        set_tests_properties(DemoProgram.RefusesUnreadableScript PROPERTIES TIMEOUT 20)
+        # The program links no stand-in: nothing of the simulated runtime's or walking platform's control
+        # API is left for the loader to resolve.
         if(CMAKE_NM)
             add_test(NAME DemoProgram.LinksNoRuntime
-                COMMAND sh -c "out=$(\"$1\" -D --undefined-only \"$0\") && ! printf '%s' \"$out\" | grep simvr_"
+                COMMAND sh -c "out=$(\"$1\" -D --undefined-only \"$0\") && ! printf '%s' \"$out\" | grep -e simvr_ -e simcyb_"
                     $<TARGET_FILE:orvel_demo> ${CMAKE_NM})
         endif()
     endif()
