@@ -133,27 +133,20 @@ TEST(SessionScript, WaitsForPointsAskedAfterItsTime) {
 TEST(SessionScript, RejectsWhatItCannotPlayNamingTheLine) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"0 head pose 0 1.7 0 0 0\njump\n1 end", "s.txt:2: unknown statement 'jump'"},
-        {"family paddle\n0 end", "s.txt:1: unknown controller family 'paddle'"},
         {"0 head pose 0 1.7 0 0 0\nfamily wand\n1 end",
          "s.txt:2: 'family' must come before the first timed line"},
         {"# nothing\n\n0 right trigger 1", "s.txt:3: the script has no 'end' line"},
-        {"", "s.txt:1: the script has no 'end' line"},
         {"0 end\n1 end", "s.txt:2: nothing may follow 'end'"},
         {"-1 end", "s.txt:1: a time cannot be negative"},
         {"2 right grip press\n1 end", "s.txt:2: time 1 is earlier than the line before"},
-        {"0\n1 end", "s.txt:1: expected a target after the time"},
         {"0 nose pose 0 0 0 0 0\n1 end", "s.txt:1: unknown target 'nose'"},
         {"0 head pose 0 1.7 0 0\n1 end", "s.txt:1: expected 'TIME DEVICE pose X Y Z YAW PITCH'"},
         {"0 left pose 0 1.7 zero 0 0\n1 end", "s.txt:1: 'zero' is not a number"},
-        {"0 head trigger 1\n1 end", "s.txt:1: the head takes only 'pose'"},
-        {"0 right wave\n1 end", "s.txt:1: unknown command 'wave'"},
         {"0 right trigger 1.5\n1 end", "s.txt:1: '1.5' is not within 0 and 1"},
         {"0 left touchpad 0 -1.2 press\n1 end", "s.txt:1: '-1.2' is not within -1 and 1"},
-        {"0 left stick 0 1 press\n1 end", "s.txt:1: expected 'TIME HAND stick X Y'"},
         {"0 left primary hold\n1 end", "s.txt:1: expected press or release, not 'hold'"},
         {"0 treadmill speed 1\n1 end", "s.txt:1: the script has no 'treadmill on' line"},
         {"treadmill on\n0 treadmill speed\n1 end", "s.txt:2: expected speed S, orientation F, forward or"},
-        {"0 wait forever\n1 end", "s.txt:1: expected 'TIME wait points'"},
     };
     for (const auto& [text, message] : cases) {
         EXPECT_EQ(failure(text).rfind(message, 0), 0u) << text << "\n -> " << failure(text);
