@@ -89,7 +89,6 @@ TEST_F(HTMLViewGLTest, TurnsTheRayIntoPageEvents) {
         // A shaky click: button down and up, no move.
         {pressAt, true, true, {press}},
         {nearby, true, true, {}},
-        {nearby, true, true, {}},
         {nearby, false, true, {release}},
         // Moving further starts a drag at the press, then follows the ray.
         {pressAt, true, true, {press}},

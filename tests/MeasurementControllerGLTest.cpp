@@ -37,15 +37,6 @@ bool isLineColour(int x, int y) {
     return near(readPixel(x, y), 178, 77, 26);
 }
 
-// The rows of a column that show the line's colour.
-int lineRows(int column) {
-    int rows = 0;
-    for (int y = 0; y < SIZE; ++y) {
-        rows += isLineColour(column, y) ? 1 : 0;
-    }
-    return rows;
-}
-
 // A narrow 28-degree view (focal factor 4) down -z from the origin, head and eye at the origin: a point
 // (x, y, -10) lands at pixel (64 + 25.6 x, 64 + 25.6 y), so a line from x = -2 to 2 spans columns 13 to
 // 115, and its label, 0.32 of the view (20 pixels) high, stands on its middle.
@@ -161,8 +152,7 @@ TEST_F(MeasurementControllerGLTest, NormalPassDrawsLinesLabelsAndStencilValues) 
     EXPECT_EQ(readStencil(100, 25), 4u);
     EXPECT_EQ(readStencil(20, 100), 0u);
     EXPECT_TRUE(near(readPixel(20, 78), 0, 0, 0));
-    int plate = 0;
-    int glyphs = 0;
+    int plate = 0, glyphs = 0;
     for (int y = 70; y < 86; ++y) {
         for (int x = 44; x < 84; ++x) {
             const OrvelTest::Rgba p = readPixel(x, y);
@@ -197,7 +187,11 @@ TEST_F(MeasurementControllerGLTest, StencilBandIsBroadAndTheLineKeepsItsPixelWid
     for (float d : {5.0f, 10.0f, 40.0f}) {
         controller->setMeasurements({across("a", 0.01f * d, d)});
         drawPass(false);
-        EXPECT_EQ(lineRows(34), 3) << "at " << d;
+        int rows = 0;
+        for (int y = 0; y < SIZE; ++y) {
+            rows += isLineColour(34, y) ? 1 : 0;
+        }
+        EXPECT_EQ(rows, 3) << "at " << d;
     }
 }
 

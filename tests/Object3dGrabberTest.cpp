@@ -65,19 +65,13 @@ struct RunningGrabber {
 // What one tryProcessObjects hands over: measurement ids, then annotation ids; nothing when not taken.
 std::vector<Ids> poll(Object3dGrabber& grabber) {
     std::vector<Ids> got;
-    grabber.tryProcessObjects(
-        [&](const std::vector<MeasurementData>& m) {
-            got.emplace_back();
-            for (const MeasurementData& x : m) {
-                got.back().push_back(x.uuid);
-            }
-        },
-        [&](const std::vector<AnnotationData>& a) {
-            got.emplace_back();
-            for (const AnnotationData& x : a) {
-                got.back().push_back(x.uuid);
-            }
-        });
+    auto ids = [&](const auto& objects) {
+        got.emplace_back();
+        for (const auto& object : objects) {
+            got.back().push_back(object.uuid);
+        }
+    };
+    grabber.tryProcessObjects(ids, ids);
     return got;
 }
 

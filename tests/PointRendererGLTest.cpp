@@ -10,11 +10,9 @@
 #include <vector>
 
 #include "engine/Buffer.h"
-#include "engine/Exception.h"
 #include "engine/Renderer.h"
-#include "engine/Target.h"
-#include "engine/Texture.h"
 #include "tests/support/GLContext.h"
+#include "tests/support/Messages.h"
 #include "vr/points/PointGrabber.h"
 #include "vr/points/PointRenderer.h"
 
@@ -45,6 +43,29 @@ bool isPeriphery(float fov) {
     return fov == PointGrabber::PERIPHERY_FOV;
 }
 
+// A host answering eye 0 (the untransformed camera) with `centre` and, in its periphery pass, `periphery`,
+// and the other eye's centre pass with `other`; a point at z = 0 stands for no answer.
+Answer onePointAPass(Point3dRGBA centre, Point3dRGBA periphery, Point3dRGBA other) {
+    return [=](float fov, const Vec3d<double>& position, const Vec3d<double>& up,
+               std::vector<Point3dRGBA>& out) {
+        const bool eye0 = position.x == 0.0 && up.y > 0.0;
+        const Point3dRGBA none{};
+        const Point3dRGBA& p = isPeriphery(fov) ? (eye0 ? periphery : none) : (eye0 ? centre : other);
+        if (p.z != 0) {
+            out.push_back(p);
+        }
+    };
+}
+
+// Whether drawPoints has a batch of each eye to draw, at the given reduction.
+bool bothEyesDrawable(const PointRenderer& points, bool reduced = false) {
+    const PointRenderer::DrawSlots chosen = PointRenderer::chooseDrawSlots(
+        {points.getSlot(0), points.getSlot(1), points.getSlot(2)}, points.getCurrentSlot());
+    return chosen.firstEye >= 0 && chosen.otherEye >= 0 &&
+           points.getSlot(chosen.firstEye).reduced == reduced &&
+           points.getSlot(chosen.otherEye).reduced == reduced;
+}
+
 // Runs frames until `done`; batches arrive from the worker whenever it is ready.
 bool runFramesUntil(const std::function<void()>& frame, const std::function<bool()>& done) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -58,13 +79,6 @@ bool runFramesUntil(const std::function<void()>& frame, const std::function<bool
     return true;
 }
 
-Point3dRGB readPoint(const Brume::Buffer& buffer, std::size_t index) {
-    Point3dRGB p{};
-    glBindBuffer(GL_ARRAY_BUFFER, buffer.getId());
-    glGetBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(index * sizeof(Point3dRGB)), sizeof(p), &p);
-    return p;
-}
-
 using OrvelTest::readStencil;
 
 // 90 degrees vertically on a square target: a point (x, 0, -5) in front of the camera lands at pixel
@@ -73,11 +87,7 @@ Mat4d<float> projection() {
     return Mat4d<float>::perspective(SIZE, SIZE, -0.1f, -100.0f, 1.5707964f, 0.0f, 0.0f);
 }
 
-class PointRendererGLTest : public OrvelTest::GLTest {
-protected:
-    // A square colour + depth-stencil target, bound, cleared to black, depth test on.
-    void useTarget(Brume::Renderer& renderer) { OrvelTest::drawInto(renderer, SIZE, SIZE); }
-};
+using PointRendererGLTest = OrvelTest::GLTest;
 
 // Rows: the three slots' first-eye flags and counts, the slot being filled, the slots drawn.
 TEST(PointRendererSlots, DrawsTheFirstCompleteSlotOfEachEye) {
@@ -144,12 +154,12 @@ TEST_F(PointRendererGLTest, SpreadsLargeBatchOverThreeFrames) {
     EXPECT_EQ(recorder.count("glDrawArrays"), 0) << "only one eye's batch so far: nothing is drawn";
 
     // Each part landed at its own offset.
+    glBindBuffer(GL_ARRAY_BUFFER, points.getBuffer(0)->getId());
     for (int i : {0, 399999, 400000, 799999, 800000, 999999}) {
-        const Point3dRGB p = readPoint(*points.getBuffer(0), static_cast<std::size_t>(i));
-        EXPECT_EQ(p.x, static_cast<float>(i));
-        EXPECT_EQ(p.z, 2.0f);
-        EXPECT_EQ(p.r, static_cast<std::uint8_t>(i));
-        EXPECT_EQ(p.b, 9);
+        Point3dRGB p{};
+        glGetBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(i * sizeof(Point3dRGB)), sizeof(p), &p);
+        EXPECT_EQ(std::make_tuple(p.x, p.z, p.r, p.b),
+                  std::make_tuple(static_cast<float>(i), 2.0f, i % 256, 9));
     }
 }
 
@@ -165,17 +175,9 @@ TEST_F(PointRendererGLTest, RejectsBatchLargerThanItsBuffers) {
     host.grabber.setResolution(20, 20); // the grabber now publishes more than 400 points
     host.grabber.startThread();
 
-    std::string message;
-    Brume::Renderer renderer;
-    runFramesUntil(
-        [&] {
-            try {
-                points.uploadNewBuffer();
-            } catch (const Brume::Exception& e) {
-                message = e.what();
-            }
-        },
-        [&] { return !message.empty(); });
+    std::string message = "<no exception>";
+    runFramesUntil([&] { message = OrvelTest::thrownMessage([&] { points.uploadNewBuffer(); }); },
+                   [&] { return message != "<no exception>"; });
     EXPECT_EQ(message, "Buffer::subData out of bounds");
 }
 
@@ -183,18 +185,7 @@ TEST_F(PointRendererGLTest, RejectsBatchLargerThanItsBuffers) {
 // right, sees a green point straight ahead of itself.
 TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil) {
     RunningGrabber host(
-        [](float fov, const Vec3d<double>& position, const Vec3d<double>&, std::vector<Point3dRGBA>& out) {
-            const bool eye0 = position.x == 0.0;
-            if (isPeriphery(fov)) {
-                if (eye0) {
-                    out.push_back({-4, 0, -5, 0, 0, 255, 0});
-                }
-            } else if (eye0) {
-                out.push_back({0, 0, -5, 255, 0, 0, 0});
-            } else {
-                out.push_back({0, 0, -5, 0, 255, 0, 0});
-            }
-        });
+        onePointAPass({0, 0, -5, 255, 0, 0, 0}, {-4, 0, -5, 0, 0, 255, 0}, {0, 0, -5, 0, 255, 0, 0}));
     host.grabber.setResolution(10, 10);
     Mat4d<float> right = Mat4d<float>::translationMatrix({1, 0, 0});
     host.grabber.setCameraToWorldMatrix(right, 1);
@@ -203,12 +194,10 @@ TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil
     host.grabber.startThread();
 
     Brume::Renderer renderer;
-    useTarget(renderer);
+    OrvelTest::drawInto(renderer, SIZE, SIZE);
     const Mat4d<float> viewProjection = projection();
     ASSERT_TRUE(
         runFramesUntil([&] { points.uploadNewBuffer(); }, [&] { return points.getCurrentSlot() == 2; }));
-    EXPECT_TRUE(points.getSlot(0).firstEye);
-    EXPECT_FALSE(points.getSlot(1).firstEye);
 
     renderer.clear();
     points.drawPoints(renderer, viewProjection);
@@ -226,10 +215,6 @@ TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil
 
     // Picking pass: only the newest batch (eye 1's) marks its pixels, whatever stencil state was set.
     renderer.clear();
-    glClearStencil(0);
-    glClear(GL_STENCIL_BUFFER_BIT);
-    glEnable(GL_STENCIL_TEST);
-    glStencilOp(GL_KEEP, GL_KEEP, GL_REPLACE);
     glStencilFunc(GL_NEVER, 7, 0x0F);
     glStencilMask(0x00);
     points.drawSingleBuffer(renderer, viewProjection, 3.0f, true);
@@ -238,7 +223,6 @@ TEST_F(PointRendererGLTest, DrawsBothEyesBatchesWhereTheyProjectAndWritesStencil
     EXPECT_EQ(readStencil(32, 32), 0u);
     EXPECT_EQ(readStencil(6, 32), 0u);
     EXPECT_EQ(OrvelTest::readPixel(32, 32).r, 0);
-    glDisable(GL_STENCIL_TEST);
 }
 
 // Both eyes' batches of one case see one point straight ahead each; eye 0 may add a big periphery point in
@@ -257,33 +241,18 @@ TEST_F(PointRendererGLTest, FirstEyeCentreCoversWhatLiesUnderItAndTheOtherEyeIsD
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message()
                      << "periphery " << c.peripheryZ << " eye 0 " << c.eye0Z << " eye 1 " << c.eye1Z);
-        RunningGrabber host(
-            [c](float fov, const Vec3d<double>&, const Vec3d<double>& up, std::vector<Point3dRGBA>& out) {
-                const bool eye0 = up.y > 0.0;
-                if (isPeriphery(fov)) {
-                    if (eye0 && c.peripheryZ != 0) {
-                        out.push_back({0, 0, c.peripheryZ, 0, 0, 255, 255});
-                    }
-                } else if (eye0) {
-                    out.push_back({0, 0, c.eye0Z, 255, 0, 0, 255});
-                } else {
-                    out.push_back({0, 0, c.eye1Z, 0, 255, 0, 255});
-                }
-            });
+        RunningGrabber host(onePointAPass({0, 0, c.eye0Z, 255, 0, 0, 255},
+                                          {0, 0, c.peripheryZ, 0, 0, 255, 255},
+                                          {0, 0, c.eye1Z, 0, 255, 0, 255}));
         host.grabber.setResolution(10, 10);
         Mat4d<float> rolled = Mat4d<float>::rotation({0, 0, 1}, 3.14159265f);
         host.grabber.setCameraToWorldMatrix(rolled, 1);
         PointRenderer points(host.grabber, 2.0f, 0, 0);
         host.grabber.startThread();
-        ASSERT_TRUE(runFramesUntil([&] { points.uploadNewBuffer(); },
-                                   [&] {
-                                       const PointRenderer::DrawSlots chosen = PointRenderer::chooseDrawSlots(
-                                           {points.getSlot(0), points.getSlot(1), points.getSlot(2)},
-                                           points.getCurrentSlot());
-                                       return chosen.firstEye >= 0 && chosen.otherEye >= 0;
-                                   }));
+        ASSERT_TRUE(
+            runFramesUntil([&] { points.uploadNewBuffer(); }, [&] { return bothEyesDrawable(points); }));
         Brume::Renderer renderer;
-        useTarget(renderer);
+        OrvelTest::drawInto(renderer, SIZE, SIZE);
         points.drawPoints(renderer, projection());
         const OrvelTest::Rgba got = OrvelTest::readPixel(32, 32);
         EXPECT_EQ(std::make_tuple(got.r, got.g, got.b),
@@ -319,16 +288,9 @@ TEST_F(PointRendererGLTest, ReducedBatchesAreDrawnTwiceAsLarge) {
 
     auto drawnWidth = [&](bool reduced) {
         EXPECT_TRUE(runFramesUntil([&] { points.uploadNewBuffer(); },
-                                   [&] {
-                                       const PointRenderer::DrawSlots chosen = PointRenderer::chooseDrawSlots(
-                                           {points.getSlot(0), points.getSlot(1), points.getSlot(2)},
-                                           points.getCurrentSlot());
-                                       return chosen.firstEye >= 0 && chosen.otherEye >= 0 &&
-                                              points.getSlot(chosen.firstEye).reduced == reduced &&
-                                              points.getSlot(chosen.otherEye).reduced == reduced;
-                                   }));
+                                   [&] { return bothEyesDrawable(points, reduced); }));
         Brume::Renderer renderer;
-        useTarget(renderer);
+        OrvelTest::drawInto(renderer, SIZE, SIZE);
         points.drawPoints(renderer, projection());
         int width = 0;
         for (int x = 0; x < SIZE; ++x) {

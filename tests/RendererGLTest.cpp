@@ -108,6 +108,12 @@ TEST_F(RendererGLTest, EngineFailuresCarryTheirFixedMessages) {
     auto material = makeMaterial("#version 410 core\nin vec3 Position;\nuniform float unused;\n"
                                  "void main() { gl_Position = vec4(Position, 1.0); }\n",
                                  "#version 410 core\nout vec4 c;\nvoid main() { c = vec4(1.0); }\n");
+    // A case that makes a buffer of the stride and layout.
+    auto makesBuffer = [](std::size_t stride, Layout layout) {
+        return [=] { Buffer(GL_STATIC_DRAW, stride, layout); };
+    };
+
+    const auto clash = std::make_shared<Buffer>(GL_STATIC_DRAW, 4, Layout{{"Position", GL_FLOAT, 1, 0}});
 
     const struct {
         std::function<void()> action;
@@ -115,35 +121,21 @@ TEST_F(RendererGLTest, EngineFailuresCarryTheirFixedMessages) {
     } cases[] = {
         {[] { Buffer::Attribute("Position", GL_FLOAT, 5, 0); }, "Number of components must be 1, 2, 3 or 4."},
         // The largest end counts, not the last attribute's.
-        {[] {
-             Buffer(GL_STATIC_DRAW, 15, {{"Color", GL_UNSIGNED_BYTE, 4, 12}, {"Position", GL_FLOAT, 3, 0}});
-         },
+        {makesBuffer(15, {{"Color", GL_UNSIGNED_BYTE, 4, 12}, {"Position", GL_FLOAT, 3, 0}}),
          "Attributes require bigger stride than specified"},
-        {[] {
-             Buffer(GL_STATIC_DRAW, 12, {{"Index", GL_INT, 1, 0}});
-         },
-         "Unknown attribute type encountered"},
+        {makesBuffer(12, {{"Index", GL_INT, 1, 0}}), "Unknown attribute type encountered"},
         // Stride 0 skips the size checks but not the name check.
-        {[] {
-             Buffer(GL_STATIC_DRAW, 0, {{"uv", GL_INT, 3, 0}, {"uv", GL_FLOAT, 3, 0}});
-         },
+        {makesBuffer(0, {{"uv", GL_INT, 3, 0}, {"uv", GL_FLOAT, 3, 0}}),
          "Attributes with duplicate names encountered"},
         // An exact fit, names differing in case and zero components are accepted.
-        {[] {
-             Buffer(GL_STATIC_DRAW, 16,
-                    {{"Position", GL_FLOAT, 3, 0},
-                     {"position", GL_FLOAT, 0, 0},
-                     {"Color", GL_UNSIGNED_BYTE, 4, 12}});
-         },
+        {makesBuffer(16, {{"Position", GL_FLOAT, 3, 0},
+                          {"position", GL_FLOAT, 0, 0},
+                          {"Color", GL_UNSIGNED_BYTE, 4, 12}}),
          "<no exception>"},
         {[&] { buffer.subData(two, 2, 8); }, "<no exception>"}, // ends exactly at the uploaded size
         {[&] { buffer.subData(two, 2, 9); }, "Buffer::subData out of bounds"},
         // Only the name matters for a clash, not type or offset.
-        {[&] {
-             geometry.addBuffer(
-                 std::make_shared<Buffer>(GL_STATIC_DRAW, 4, Layout{{"Position", GL_FLOAT, 1, 0}}));
-         },
-         "Attribute is already in use."},
+        {[&] { geometry.addBuffer(clash); }, "Attribute is already in use."},
         {[] { makeTexture(1, 1, GL_RGB); }, "Invalid texture format."},
         {[] { Target(nullptr, nullptr); }, "colorBuffer must not be nullptr"},
         {[] { Target(makeTexture(4, 4, GL_RGBA), nullptr); }, "depthBuffer must not be nullptr"},
