@@ -25,38 +25,13 @@
 #include "vr/points/PointGrabber.h"
 #include "vr/points/PointRenderer.h"
 
+#include "bench/BenchContext.h"
+
 namespace {
 
 constexpr std::size_t BATCH = 1000000;
 constexpr int TARGET_WIDTH = 1512;
 constexpr int TARGET_HEIGHT = 1680;
-
-// A hidden window whose 4.1 core context stays current for the whole run.
-struct HiddenContext {
-    GLFWwindow* window = nullptr;
-
-    HiddenContext() {
-        if (glfwInit() != GLFW_TRUE) {
-            return;
-        }
-        glfwWindowHint(GLFW_VISIBLE, GLFW_FALSE);
-        glfwWindowHint(GLFW_CONTEXT_VERSION_MAJOR, 4);
-        glfwWindowHint(GLFW_CONTEXT_VERSION_MINOR, 1);
-        glfwWindowHint(GLFW_OPENGL_PROFILE, GLFW_OPENGL_CORE_PROFILE);
-        glfwWindowHint(GLFW_OPENGL_FORWARD_COMPAT, GLFW_TRUE);
-        window = glfwCreateWindow(64, 64, "bench", nullptr, nullptr);
-        if (window != nullptr) {
-            glfwMakeContextCurrent(window);
-            Brume::initGLFunctions();
-        }
-    }
-    ~HiddenContext() {
-        if (window != nullptr) {
-            glfwDestroyWindow(window);
-        }
-        glfwTerminate();
-    }
-};
 
 // A million points in front of the camera, spread over the whole view.
 std::vector<VR::Point3dRGBA> makeBatch() {
@@ -72,9 +47,9 @@ std::vector<VR::Point3dRGBA> makeBatch() {
 }
 
 void uploadAndDraw(benchmark::State& state) {
-    HiddenContext context;
-    if (context.window == nullptr) {
-        state.SkipWithError("no OpenGL 4.1 core context (is a display or Xvfb available?)");
+    Bench::Context context;
+    if (!context.ok()) {
+        state.SkipWithError("no OpenGL 4.1 core context (no display, Xvfb or GPU device)");
         return;
     }
     const std::vector<VR::Point3dRGBA> prepared = makeBatch();
@@ -151,9 +126,9 @@ void uploadAndDraw(benchmark::State& state) {
 // The upload step alone: one frame's share of a batch written into a buffer sized like the renderer's,
 // at the next offset each time, finished before the clock stops.
 void uploadStep(benchmark::State& state) {
-    HiddenContext context;
-    if (context.window == nullptr) {
-        state.SkipWithError("no OpenGL 4.1 core context (is a display or Xvfb available?)");
+    Bench::Context context;
+    if (!context.ok()) {
+        state.SkipWithError("no OpenGL 4.1 core context (no display, Xvfb or GPU device)");
         return;
     }
     constexpr std::size_t RECORDS = 1300u * 1300u * 4u;
@@ -182,9 +157,9 @@ void uploadStep(benchmark::State& state) {
 // What the renderer's set-up pays for the three point buffers at the viewer's resolution of 1300: each is
 // sized for 1300 x 1300 x 4 points of 16 bytes (108 MB), allocated without data.
 void rendererConstruction(benchmark::State& state) {
-    HiddenContext context;
-    if (context.window == nullptr) {
-        state.SkipWithError("no OpenGL 4.1 core context (is a display or Xvfb available?)");
+    Bench::Context context;
+    if (!context.ok()) {
+        state.SkipWithError("no OpenGL 4.1 core context (no display, Xvfb or GPU device)");
         return;
     }
     VR::PointGrabber grabber([](float, unsigned short, unsigned short, float, float, Ko_1_1::Vec3d<double>,

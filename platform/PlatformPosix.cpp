@@ -95,12 +95,37 @@ std::string libraryError() {
     return lastError;
 }
 
-bool hasCurrentGLContext() {
+namespace {
+
+// A context made without a window (EGL on a headless GPU machine, as the benchmarks make one) is not
+// GLFW's; EGL's own calls answer for it when the process has EGL loaded.
+template <typename Function> Function eglFunction(const char* name) {
+    return reinterpret_cast<Function>(::dlsym(RTLD_DEFAULT, name));
+}
+
+bool glfwContextCurrent() {
+    // GLFW reports an error, not a crash, when it was never initialised; the answer is then null.
     return ::glfwGetCurrentContext() != nullptr;
 }
 
+} // namespace
+
+bool hasCurrentGLContext() {
+    if (glfwContextCurrent()) {
+        return true;
+    }
+    using CurrentContext = void* (*)();
+    const auto current = eglFunction<CurrentContext>("eglGetCurrentContext");
+    return current != nullptr && current() != nullptr;
+}
+
 GLProc getGLProcAddress(const char* name) {
-    return ::glfwGetProcAddress(name);
+    if (glfwContextCurrent()) {
+        return ::glfwGetProcAddress(name);
+    }
+    using ProcAddress = GLProc (*)(const char*);
+    const auto resolve = eglFunction<ProcAddress>("eglGetProcAddress");
+    return resolve != nullptr ? resolve(name) : nullptr;
 }
 
 } // namespace Platform
