@@ -1,6 +1,7 @@
 #include "examples/PlyReader.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -53,43 +54,43 @@ std::size_t sizeOf(Type type) {
     return 0;
 }
 
-// Little-endian decoding; memcpy keeps unaligned reads defined.
-double decode(const char* p, Type type) {
+bool hostIsBigEndian() {
+    const std::uint16_t one = 1;
+    unsigned char first;
+    std::memcpy(&first, &one, 1);
+    return first == 0;
+}
+
+template <typename T> double as(const char* bytes) {
+    T v;
+    std::memcpy(&v, bytes, sizeof(T));
+    return static_cast<double>(v);
+}
+
+// memcpy keeps unaligned reads defined; swap turns the file's byte order into the machine's.
+double decode(const char* p, Type type, bool swap) {
+    char bytes[8];
+    const std::size_t n = sizeOf(type);
+    for (std::size_t i = 0; i < n; ++i) {
+        bytes[i] = p[swap ? n - 1 - i : i];
+    }
     switch (type) {
     case Type::Int8:
-        return static_cast<double>(static_cast<std::int8_t>(*p));
+        return as<std::int8_t>(bytes);
     case Type::UInt8:
-        return static_cast<double>(static_cast<std::uint8_t>(*p));
-    case Type::Int16: {
-        std::int16_t v;
-        std::memcpy(&v, p, 2);
-        return v;
-    }
-    case Type::UInt16: {
-        std::uint16_t v;
-        std::memcpy(&v, p, 2);
-        return v;
-    }
-    case Type::Int32: {
-        std::int32_t v;
-        std::memcpy(&v, p, 4);
-        return v;
-    }
-    case Type::UInt32: {
-        std::uint32_t v;
-        std::memcpy(&v, p, 4);
-        return v;
-    }
-    case Type::Float32: {
-        float v;
-        std::memcpy(&v, p, 4);
-        return v;
-    }
-    case Type::Float64: {
-        double v;
-        std::memcpy(&v, p, 8);
-        return v;
-    }
+        return as<std::uint8_t>(bytes);
+    case Type::Int16:
+        return as<std::int16_t>(bytes);
+    case Type::UInt16:
+        return as<std::uint16_t>(bytes);
+    case Type::Int32:
+        return as<std::int32_t>(bytes);
+    case Type::UInt32:
+        return as<std::uint32_t>(bytes);
+    case Type::Float32:
+        return as<float>(bytes);
+    case Type::Float64:
+        return as<double>(bytes);
     }
     return 0.0;
 }
@@ -116,12 +117,24 @@ struct Element {
         }
         return size;
     }
+    // The fewest bytes one instance can take: in ASCII a character and a separator a value, in binary
+    // every list empty.
+    std::size_t minimumSize(bool ascii) const {
+        std::size_t size = 0;
+        for (const Property& p : properties) {
+            size += ascii ? 2 : sizeOf(p.isList ? p.countType : p.type);
+        }
+        return size;
+    }
 };
 
-// Buffered sequential input: large reads from the stream, small reads served from memory.
+// Buffered sequential input: large reads from the stream, small reads served from memory. Progress is the
+// share of the file behind the read position, reported at each refill.
 class ByteReader {
 public:
-    explicit ByteReader(std::ifstream& in) : in_(in), buffer_(BUFFER_SIZE) {}
+    ByteReader(std::ifstream& in, std::uint64_t start, std::uint64_t fileSize,
+               const ScanLoad::Progress& progress)
+        : in_(in), buffer_(BUFFER_SIZE), start_(start), fileSize_(fileSize), progress_(progress) {}
 
     // Makes n bytes available at data(); false when the file ends first.
     bool ensure(std::size_t n) {
@@ -136,7 +149,12 @@ public:
         pos_ = 0;
         while (end_ < n && in_) {
             in_.read(buffer_.data() + end_, static_cast<std::streamsize>(buffer_.size() - end_));
-            end_ += static_cast<std::size_t>(in_.gcount());
+            const std::size_t got = static_cast<std::size_t>(in_.gcount());
+            end_ += got;
+            filled_ += got;
+        }
+        if (progress_ && fileSize_ > 0) {
+            progress_(static_cast<double>(position()) / static_cast<double>(fileSize_));
         }
         return end_ >= n;
     }
@@ -159,6 +177,8 @@ public:
         }
         return static_cast<unsigned char>(buffer_[pos_++]);
     }
+    std::uint64_t position() const { return start_ + filled_ - (end_ - pos_); }
+    std::uint64_t remaining() const { return fileSize_ > position() ? fileSize_ - position() : 0; }
 
 private:
     static constexpr std::size_t BUFFER_SIZE = 1 << 22;
@@ -166,6 +186,10 @@ private:
     std::vector<char> buffer_;
     std::size_t pos_ = 0;
     std::size_t end_ = 0;
+    std::uint64_t start_;
+    std::uint64_t filled_ = 0;
+    std::uint64_t fileSize_;
+    const ScanLoad::Progress& progress_;
 };
 
 std::vector<std::string> splitWords(const std::string& line) {
@@ -187,20 +211,53 @@ bool parseCount(const std::string& text, std::uint64_t& value) {
 std::uint8_t toColour(double value, Type type) {
     double v = value;
     if (type == Type::UInt16) {
-        v = value / 257.0;
-    } else if (type == Type::Float32 || type == Type::Float64) {
-        v = value * 255.0;
+        return static_cast<std::uint8_t>(static_cast<std::uint16_t>(value) >> 8);
+    }
+    if (type == Type::Float32 || type == Type::Float64) {
+        v = value * 255.0 + 0.5;
     }
     if (!(v > 0.0)) {
         return 0;
     }
-    return static_cast<std::uint8_t>(std::min(v + 0.5, 255.0));
+    return static_cast<std::uint8_t>(std::min(v, 255.0));
+}
+
+// What a header comment says about the up axis: "Y up", "y-up", "Y_UP", "y is up", "up y", "up_axis: +Y",
+// "UpAxis=Y" and the same for z. Words are compared in lower case with every other character a separator.
+ScanLoad::Up upAxisIn(const std::string& text) {
+    std::vector<std::string> words(1);
+    for (const char c : text) {
+        if (std::isalnum(static_cast<unsigned char>(c))) {
+            words.back().push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+        } else if (!words.back().empty()) {
+            words.emplace_back();
+        }
+    }
+    auto word = [&words](std::size_t i) { return i < words.size() ? words[i] : std::string(); };
+    auto axis = [&word](std::size_t i) {
+        return word(i) == "y" ? ScanLoad::Up::Y : word(i) == "z" ? ScanLoad::Up::Z : ScanLoad::Up::Detect;
+    };
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string& w = words[i];
+        ScanLoad::Up found = ScanLoad::Up::Detect;
+        if (word(i + 1) == "up" || (word(i + 1) == "is" && word(i + 2) == "up")) {
+            found = axis(i);
+        } else if (w == "up") {
+            const std::string next = word(i + 1);
+            found = axis(next == "axis" || next == "direction" || next == "vector" ? i + 2 : i + 1);
+        } else if (w == "upaxis" || w == "updirection" || w == "upvector") {
+            found = axis(i + 1);
+        }
+        if (found != ScanLoad::Up::Detect) {
+            return found;
+        }
+    }
+    return ScanLoad::Up::Detect;
 }
 
 class PlyFile {
 public:
-    PlyFile(const std::string& path, const PlyReader::Progress& progress)
-        : path_(path), progress_(progress) {}
+    PlyFile(const std::string& path, ScanLoad& load) : path_(path), load_(load) {}
 
     PointCloud read() {
         in_.open(path_, std::ios::binary);
@@ -211,53 +268,70 @@ public:
         fileSize_ = static_cast<std::uint64_t>(in_.tellg());
         in_.seekg(0);
         readHeader();
-        dataStart_ = static_cast<std::uint64_t>(in_.tellg());
         findVertexLayout();
 
-        ByteReader reader(in_);
+        in_.clear();
+        in_.seekg(static_cast<std::streamoff>(dataStart_));
+        ByteReader reader(in_, dataStart_, fileSize_, load_.progress);
+        for (std::size_t e = 0; e < vertexElement_; ++e) {
+            skipElement(reader, elements_[e]);
+        }
         PointCloud cloud;
-        if (ascii_) {
-            readAscii(reader, cloud);
-        } else {
-            readBinary(reader, cloud);
-        }
-        if (cloud.empty()) {
-            fail("the file holds no points with finite coordinates");
-        }
-        cloud.recentre();
-        if (colour_[0] < 0) {
-            cloud.colourByHeight();
-        }
-        if (progress_) {
-            progress_(1.0);
-        }
+        readVertices(reader, cloud);
+        load_.finish(path_, cloud, colour_[0] >= 0, fileUp_, fileUpWhy_);
         return cloud;
     }
 
 private:
     [[noreturn]] void fail(const std::string& problem) const { throw ReadError(path_, problem); }
 
+    // Lines of a header are short; a long one is binary data, and reading on would take in the whole file.
+    bool readLine(std::string& line, int lineNumber) {
+        constexpr std::size_t LIMIT = 1 << 16;
+        line.clear();
+        for (int c = in_.get(); c != std::char_traits<char>::eof(); c = in_.get()) {
+            ++dataStart_;
+            if (c == '\n') {
+                return true;
+            }
+            if (line.size() == LIMIT) {
+                fail("header line " + std::to_string(lineNumber) + " is longer than " +
+                     std::to_string(LIMIT) + " characters; the header has no proper end");
+            }
+            line.push_back(static_cast<char>(c));
+        }
+        return !line.empty();
+    }
+
     void readHeader() {
         std::string line;
-        std::getline(in_, line);
+        readLine(line, 1);
         trim(line);
-        if (!in_ || line != "ply") {
+        if (line != "ply") {
             fail("not a PLY file (the first line is not 'ply')");
         }
         bool haveFormat = false;
         int lineNumber = 1;
         while (true) {
-            if (!std::getline(in_, line)) {
+            ++lineNumber;
+            if (!readLine(line, lineNumber)) {
                 fail("the header ends without an 'end_header' line");
             }
-            ++lineNumber;
             // A header longer than this is not a header: a binary file without one would be read forever.
             if (lineNumber > 100000) {
                 fail("the header has no end within 100000 lines");
             }
             trim(line);
             const std::vector<std::string> words = splitWords(line);
-            if (words.empty() || words[0] == "comment" || words[0] == "obj_info") {
+            if (words.empty()) {
+                continue;
+            }
+            if (words[0] == "comment" || words[0] == "obj_info") {
+                const ScanLoad::Up up = upAxisIn(line.substr(words[0].size()));
+                if (up != ScanLoad::Up::Detect && fileUp_ == ScanLoad::Up::Detect) {
+                    fileUp_ = up;
+                    fileUpWhy_ = "the header says '" + line + "'";
+                }
                 continue;
             }
             const std::string where = "header line " + std::to_string(lineNumber) + " ('" + line + "'): ";
@@ -270,10 +344,9 @@ private:
                 }
                 if (words[1] == "ascii") {
                     ascii_ = true;
-                } else if (words[1] == "binary_little_endian") {
+                } else if (words[1] == "binary_little_endian" || words[1] == "binary_big_endian") {
                     ascii_ = false;
-                } else if (words[1] == "binary_big_endian") {
-                    fail("binary_big_endian PLY files are not supported (use ASCII or binary_little_endian)");
+                    swap_ = (words[1] == "binary_big_endian") != hostIsBigEndian();
                 } else {
                     fail(where + "unknown format '" + words[1] + "'");
                 }
@@ -315,6 +388,7 @@ private:
         if (!haveFormat) {
             fail("the header has no 'format' line");
         }
+        line_ = lineNumber + 1;
     }
 
     static void trim(std::string& line) {
@@ -363,209 +437,196 @@ private:
         }
     }
 
-    void reportProgress(std::uint64_t done, std::uint64_t total) {
-        if (progress_ && (done & 0xFFFF) == 0) {
-            progress_(static_cast<double>(done) / static_cast<double>(total));
-        }
+    // How many instances of the element the rest of the file could hold at most.
+    std::uint64_t capacity(const Element& element, const ByteReader& reader) const {
+        const std::size_t size = element.minimumSize(ascii_);
+        // The last ASCII value of a file may go without a separator.
+        return size == 0 ? std::numeric_limits<std::uint64_t>::max() : (reader.remaining() + ascii_) / size;
     }
 
-    void addVertex(PointCloud& cloud, const double* values) {
-        const double x = values[position_[0]];
-        const double y = values[position_[1]];
-        const double z = values[position_[2]];
-        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) {
+    std::string instance(const Element& element, std::uint64_t index) const {
+        return element.name + " " + std::to_string(index);
+    }
+
+    // Elements before the vertices are read past, which needs every list length of them in a binary file
+    // and every word of them in an ASCII one.
+    void skipElement(ByteReader& reader, const Element& element) {
+        // Nothing is stored for an element without properties, however many the header declares.
+        if (element.properties.empty()) {
             return;
         }
-        const std::vector<Property>& props = elements_[vertexElement_].properties;
-        if (colour_[0] >= 0) {
-            cloud.addWorld(x, y, z, toColour(values[colour_[0]], props[colour_[0]].type),
-                           toColour(values[colour_[1]], props[colour_[1]].type),
-                           toColour(values[colour_[2]], props[colour_[2]].type));
-        } else {
-            cloud.addWorld(x, y, z, 255, 255, 255);
+        if (element.count > capacity(element, reader)) {
+            fail("the header declares " + ScanLoad::count(element.count, "'" + element.name + "' element") +
+                 " before the vertices, more than the rest of the file can hold");
+        }
+        if (!ascii_ && !element.hasLists()) {
+            if (!reader.skip(element.count * element.fixedSize())) {
+                fail("the file is truncated inside the '" + element.name + "' element");
+            }
+            return;
+        }
+        std::vector<double> values(element.properties.size());
+        for (std::uint64_t i = 0; i < element.count; ++i) {
+            if (!readInstance(reader, element, i, values.data())) {
+                fail("the file is truncated: it ends inside " + instance(element, i) +
+                     ", before the vertices");
+            }
         }
     }
 
-    std::string truncated(std::uint64_t done, std::uint64_t total) const {
-        return "the file is truncated: it ends after " + std::to_string(done) + " of " +
-               std::to_string(total) + " vertices";
-    }
-
-    void readBinary(ByteReader& reader, PointCloud& cloud) {
-        for (std::size_t e = 0; e < vertexElement_; ++e) {
-            skipBinaryElement(reader, elements_[e]);
-        }
+    void readVertices(ByteReader& reader, PointCloud& cloud) {
         const Element& vertex = elements_[vertexElement_];
-        const std::uint64_t count = vertex.count;
-        const bool fixed = !vertex.hasLists();
-        const std::size_t stride = vertex.fixedSize();
-        if (fixed && count > 0 && (fileSize_ - dataStart_) / stride < count) {
-            fail("the file is truncated: the header declares " + std::to_string(count) + " vertices of " +
-                 std::to_string(stride) + " bytes but only " +
-                 std::to_string((fileSize_ - dataStart_) / stride) + " fit in the file");
-        }
-        cloud.reserve(
-            static_cast<std::size_t>(std::min<std::uint64_t>(count, (fileSize_ - dataStart_) / stride)));
+        const std::uint64_t fitting = capacity(vertex, reader);
+        cloud.reserve(static_cast<std::size_t>(std::min(vertex.count, fitting)));
         std::vector<double> values(vertex.properties.size());
-        for (std::uint64_t i = 0; i < count; ++i) {
-            reportProgress(i, count);
-            if (fixed) {
-                if (!reader.ensure(stride)) {
-                    fail(truncated(i, count));
-                }
-                const char* p = reader.data();
-                for (std::size_t k = 0; k < vertex.properties.size(); ++k) {
-                    values[k] = decode(p, vertex.properties[k].type);
-                    p += sizeOf(vertex.properties[k].type);
-                }
-                reader.advance(stride);
+        const std::vector<Property>& props = vertex.properties;
+        std::uint64_t read = 0;
+        for (; read < vertex.count && read < fitting; ++read) {
+            if (!readInstance(reader, vertex, read, values.data())) {
+                break;
+            }
+            const double x = values[position_[0]] * load_.scale;
+            const double y = values[position_[1]] * load_.scale;
+            const double z = values[position_[2]] * load_.scale;
+            if (colour_[0] >= 0) {
+                cloud.addWorld(x, y, z, toColour(values[colour_[0]], props[colour_[0]].type),
+                               toColour(values[colour_[1]], props[colour_[1]].type),
+                               toColour(values[colour_[2]], props[colour_[2]].type));
             } else {
-                for (std::size_t k = 0; k < vertex.properties.size(); ++k) {
-                    if (!readBinaryProperty(reader, vertex.properties[k], values[k])) {
-                        fail(truncated(i, count));
+                cloud.addWorld(x, y, z, 255, 255, 255);
+            }
+        }
+        load_.acceptTruncated(path_, vertex.count, read, "vertex", "vertices");
+    }
+
+    // Reads one instance; false when the file ends first. Lists are read past and yield 0.
+    bool readInstance(ByteReader& reader, const Element& element, std::uint64_t index, double* values) {
+        for (std::size_t k = 0; k < element.properties.size(); ++k) {
+            const Property& p = element.properties[k];
+            values[k] = 0.0;
+            if (ascii_) {
+                double v;
+                if (!asciiNumber(reader, v, element, index)) {
+                    return false;
+                }
+                if (!p.isList) {
+                    values[k] = v;
+                    continue;
+                }
+                const std::uint64_t n = asciiListLength(v, reader, element, index);
+                for (std::uint64_t item = 0; item < n; ++item) {
+                    if (!nextWord(reader)) {
+                        return false;
                     }
                 }
+                continue;
             }
-            addVertex(cloud, values.data());
-        }
-    }
-
-    // Reads one property; a list is read past and yields 0.
-    bool readBinaryProperty(ByteReader& reader, const Property& property, double& value) {
-        if (!property.isList) {
-            if (!reader.ensure(sizeOf(property.type))) {
+            const std::size_t size = sizeOf(p.isList ? p.countType : p.type);
+            if (!reader.ensure(size)) {
                 return false;
             }
-            value = decode(reader.data(), property.type);
-            reader.advance(sizeOf(property.type));
-            return true;
-        }
-        if (!reader.ensure(sizeOf(property.countType))) {
-            return false;
-        }
-        const double n = decode(reader.data(), property.countType);
-        reader.advance(sizeOf(property.countType));
-        if (n < 0) {
-            fail("a list property '" + property.name + "' has a negative length");
-        }
-        value = 0.0;
-        return reader.skip(static_cast<std::uint64_t>(n) * sizeOf(property.type));
-    }
-
-    void skipBinaryElement(ByteReader& reader, const Element& element) {
-        if (!element.hasLists()) {
-            const std::size_t size = element.fixedSize();
-            if (size > 0 && (fileSize_ - dataStart_) / size < element.count) {
-                fail("the file is truncated inside the '" + element.name + "' element");
+            const double v = decode(reader.data(), p.isList ? p.countType : p.type, swap_);
+            reader.advance(size);
+            if (!p.isList) {
+                values[k] = v;
+                continue;
             }
-            if (!reader.skip(element.count * size)) {
-                fail("the file is truncated inside the '" + element.name + "' element");
+            if (v < 0) {
+                fail("list length " + std::to_string(static_cast<long long>(v)) + " in " +
+                     instance(element, index) + " is negative");
             }
-            return;
-        }
-        double ignored;
-        for (std::uint64_t i = 0; i < element.count; ++i) {
-            for (const Property& p : element.properties) {
-                if (!readBinaryProperty(reader, p, ignored)) {
-                    fail("the file is truncated inside the '" + element.name + "' element");
-                }
+            // Count types are at most 32 bits wide, so the product cannot overflow.
+            const std::uint64_t bytes = static_cast<std::uint64_t>(v) * sizeOf(p.type);
+            if (bytes > reader.remaining() || !reader.skip(bytes)) {
+                return false;
             }
         }
+        return true;
     }
 
     // ASCII bodies are read as a stream of words, so line breaks inside an element do no harm.
-    bool nextWord(ByteReader& reader, std::string& word) {
-        word.clear();
+    bool nextWord(ByteReader& reader) {
+        // No number is this long; a longer word is binary data or damage, and is not collected further.
+        constexpr std::size_t LIMIT = 1024;
+        word_.clear();
         int c = reader.get();
         while (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+            line_ += c == '\n';
             c = reader.get();
         }
+        wordLine_ = line_;
         while (c >= 0 && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
-            word.push_back(static_cast<char>(c));
+            if (word_.size() == LIMIT) {
+                fail("line " + std::to_string(wordLine_) + ": a word of more than " + std::to_string(LIMIT) +
+                     " characters where a number belongs");
+            }
+            word_.push_back(static_cast<char>(c));
             c = reader.get();
         }
-        return !word.empty();
+        line_ += c == '\n';
+        return !word_.empty();
     }
 
-    double asciiNumber(ByteReader& reader, std::string& word, const std::string& what) {
-        if (!nextWord(reader, word)) {
-            fail("the file is truncated: it ends inside " + what);
+    std::string at() const { return "line " + std::to_string(wordLine_) + ": "; }
+
+    bool asciiNumber(ByteReader& reader, double& value, const Element& element, std::uint64_t index) {
+        if (!nextWord(reader)) {
+            return false;
         }
-        double value = 0.0;
-        const char* begin = word.data();
-        const char* end = begin + word.size();
+        const char* begin = word_.data();
+        const char* end = begin + word_.size();
         if (*begin == '+') {
             ++begin;
         }
         auto result = std::from_chars(begin, end, value);
-        if (result.ec != std::errc() || result.ptr != end) {
-            if (result.ec == std::errc::result_out_of_range) {
-                return std::numeric_limits<double>::infinity();
-            }
-            fail("'" + word + "' in " + what + " is not a number");
+        if (result.ec == std::errc::result_out_of_range && result.ptr == end) {
+            value = std::numeric_limits<double>::infinity();
+        } else if (result.ec != std::errc() || result.ptr != end) {
+            fail(at() + "'" + word_ + "' in " + instance(element, index) + " is not a number");
         }
-        return value;
+        return true;
     }
 
-    void readAsciiInstance(ByteReader& reader, const Element& element, std::uint64_t index, double* values) {
-        std::string word;
-        const std::string what = element.name + " " + std::to_string(index);
-        for (std::size_t k = 0; k < element.properties.size(); ++k) {
-            const Property& p = element.properties[k];
-            const double v = asciiNumber(reader, word, what);
-            if (p.isList) {
-                if (v < 0 || v != std::floor(v)) {
-                    fail("list length '" + word + "' in " + what + " is not a count");
-                }
-                for (std::uint64_t n = static_cast<std::uint64_t>(v); n > 0; --n) {
-                    if (!nextWord(reader, word)) {
-                        fail("the file is truncated: it ends inside " + what);
-                    }
-                }
-                values[k] = 0.0;
-            } else {
-                values[k] = v;
-            }
+    std::uint64_t asciiListLength(double v, const ByteReader& reader, const Element& element,
+                                  std::uint64_t index) {
+        if (!std::isfinite(v) || v < 0 || v != std::floor(v)) {
+            fail(at() + "list length '" + word_ + "' in " + instance(element, index) + " is not a count");
         }
+        // Each item takes a character and a separator.
+        if (v > static_cast<double>(reader.remaining() / 2 + 1)) {
+            fail(at() + "list length '" + word_ + "' in " + instance(element, index) +
+                 " is more than the rest of the file can hold");
+        }
+        return static_cast<std::uint64_t>(v);
     }
 
-    void readAscii(ByteReader& reader, PointCloud& cloud) {
-        std::vector<double> values;
-        for (std::size_t e = 0; e < vertexElement_; ++e) {
-            values.resize(elements_[e].properties.size());
-            for (std::uint64_t i = 0; i < elements_[e].count; ++i) {
-                readAsciiInstance(reader, elements_[e], i, values.data());
-            }
-        }
-        const Element& vertex = elements_[vertexElement_];
-        // Every vertex takes at least two characters per value; that bounds what a header can make us
-        // reserve.
-        const std::uint64_t plausible = (fileSize_ - dataStart_) / (2 * vertex.properties.size() + 1);
-        cloud.reserve(static_cast<std::size_t>(std::min(vertex.count, plausible)));
-        values.resize(vertex.properties.size());
-        for (std::uint64_t i = 0; i < vertex.count; ++i) {
-            reportProgress(i, vertex.count);
-            readAsciiInstance(reader, vertex, i, values.data());
-            addVertex(cloud, values.data());
-        }
-    }
-
-    std::string path_;
-    const PlyReader::Progress& progress_;
+    const std::string& path_;
+    ScanLoad& load_;
     std::ifstream in_;
     std::uint64_t fileSize_ = 0;
     std::uint64_t dataStart_ = 0;
     bool ascii_ = false;
+    bool swap_ = false;
+    ScanLoad::Up fileUp_ = ScanLoad::Up::Detect;
+    std::string fileUpWhy_;
     std::vector<Element> elements_;
     std::size_t vertexElement_ = 0;
     int position_[3] = {-1, -1, -1};
     int colour_[3] = {-1, -1, -1};
+    std::string word_;
+    std::uint64_t line_ = 0;
+    std::uint64_t wordLine_ = 0;
 };
 
 } // namespace
 
-PointCloud PlyReader::read(const std::string& path, const Progress& progress) {
-    return PlyFile(path, progress).read();
+PointCloud PlyReader::read(const std::string& path, ScanLoad& load) {
+    return PlyFile(path, load).read();
+}
+
+PointCloud PlyReader::read(const std::string& path) {
+    ScanLoad load;
+    return read(path, load);
 }
 
 } // namespace Demo

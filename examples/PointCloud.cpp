@@ -51,6 +51,15 @@ void PointCloud::recentre() {
     origin_ += shift;
 }
 
+void PointCloud::turnYUpToZUp() {
+    origin_ = {origin_.x, -origin_.z, origin_.y};
+    for (Point& p : points_) {
+        const float y = p.y;
+        p.y = -p.z;
+        p.z = y;
+    }
+}
+
 void PointCloud::colourByHeight() {
     if (points_.empty()) {
         return;

@@ -54,6 +54,10 @@ public:
     // Gives every point a colour ramp by height, for scans without colour.
     void colourByHeight();
 
+    // Turns a scan recorded with y up into this cloud's z-up world: (x, y, z) becomes (x, -z, y), which keeps
+    // the axes right-handed. Exact: only signs and places change, the origin included.
+    void turnYUpToZUp();
+
     const Ko_1_1::Vec3d<double>& origin() const { return origin_; }
     const std::vector<Point>& points() const { return points_; }
     std::vector<Point>& points() { return points_; }
