@@ -19,6 +19,11 @@ if(ORVEL_BUILD_EXAMPLES)
         orvel_simvr)
     set_target_properties(solid_surfaces_tests PROPERTIES BUILD_RPATH "$<TARGET_FILE_DIR:orvel_simvr>")
 
+    # Where the demo puts the user at the start, seen from there on the simulated runtime.
+    orvel_add_test(start_view_tests GL SOURCES StartViewGLTest.cpp LIBS orvel_demo_lib orvel_vr_static
+        orvel_simvr)
+    set_target_properties(start_view_tests PROPERTIES BUILD_RPATH "$<TARGET_FILE_DIR:orvel_simvr>")
+
     # The program with the simulated runtime, as the main job runs it.
     set(demo_output ${CMAKE_CURRENT_BINARY_DIR}/demo_program)
     file(MAKE_DIRECTORY ${demo_output})
