@@ -13,7 +13,7 @@ set(ORVEL_PUBLIC_HEADERS
     common/Point3dRGB.h common/Point3dRGBA.h common/SVec2d.h common/StringVal.h common/Vec3d.h
     engine/Renderer.h
     text/Bitmap.h text/TextRenderer.h
-    vr/VRGlobals.h vr/VRManager.h vr/VRRenderer.h vr/VrModelRenderer.h
+    vr/RunStatistics.h vr/VRGlobals.h vr/VRManager.h vr/VRRenderer.h vr/VrModelRenderer.h
     vr/points/PointGrabber.h vr/points/PointRenderer.h
     vr/objects/AnnotationController.h vr/objects/HTMLView.h vr/objects/LabelRenderer.h
     vr/objects/MeasurementController.h vr/objects/MeshRenderer.h vr/objects/Object3dGrabber.h)

@@ -19,6 +19,10 @@ ORVEL_VR_EXPORT void setCurrentThreadPriorityLowest();
 // Monotonic clock in nanoseconds; only differences are meaningful.
 ORVEL_VR_EXPORT std::int64_t monotonicNanoseconds();
 
+// CPU time the calling thread has used, in nanoseconds; only differences on the same thread are meaningful.
+// On Windows it advances in scheduler ticks, so single short intervals read as 0 or one tick there.
+ORVEL_VR_EXPORT std::int64_t currentThreadCpuNanoseconds();
+
 // The folder of the running executable with its separator appended ("C:\App\" or "/opt/app/").
 ORVEL_VR_EXPORT std::string executableFolder();
 

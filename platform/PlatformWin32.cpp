@@ -33,6 +33,21 @@ std::int64_t monotonicNanoseconds() {
     return seconds * 1000000000LL + remainder * 1000000000LL / frequency.QuadPart;
 }
 
+std::int64_t currentThreadCpuNanoseconds() {
+    FILETIME creation;
+    FILETIME exited;
+    FILETIME kernel;
+    FILETIME user;
+    if (!::GetThreadTimes(::GetCurrentThread(), &creation, &exited, &kernel, &user)) {
+        return 0;
+    }
+    auto hundredNanoseconds = [](const FILETIME& t) {
+        return (static_cast<std::int64_t>(t.dwHighDateTime) << 32) |
+               static_cast<std::int64_t>(t.dwLowDateTime);
+    };
+    return (hundredNanoseconds(kernel) + hundredNanoseconds(user)) * 100;
+}
+
 std::string executableFolder() {
     char buffer[MAX_PATH * 4] = {};
     const DWORD n = ::GetModuleFileNameA(nullptr, buffer, static_cast<DWORD>(sizeof(buffer)));

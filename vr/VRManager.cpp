@@ -38,4 +38,8 @@ VRGlobals::ErrorCodes VRManager::closeVR() {
     return VRGlobals::NoError;
 }
 
+RunStatistics VRManager::getStatistics() const {
+    return renderer ? renderer->getStatistics() : RunStatistics{};
+}
+
 } // namespace VR

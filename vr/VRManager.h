@@ -5,6 +5,7 @@
 #include "common/IVRView.h"
 #include "common/Vec3d.h"
 #include "platform/Export.h"
+#include "vr/RunStatistics.h"
 #include "vr/VRGlobals.h"
 
 namespace VR {
@@ -25,6 +26,9 @@ public:
     VRGlobals::ErrorCodes init();
     VRGlobals::ErrorCodes runRenderLoop();
     VRGlobals::ErrorCodes closeVR();
+
+    // The run's figures so far; any thread, during the run and after it. Zeros without a renderer.
+    RunStatistics getStatistics() const;
 
 private:
     IVRView* view;

@@ -1,7 +1,9 @@
 #include "vr/VRRenderer.h"
 
 #include "vr/IOpenVR.h"
+#include "vr/RunRecorder.h"
 #include "vr/SharedMaterials.h"
+#include "vr/TimedHostView.h"
 #include "vr/VrModelRenderer.h"
 #include "vr/input/CameraAnimationVR.h"
 #include "vr/input/ControllerInput.h"
@@ -162,7 +164,12 @@ std::shared_ptr<Brume::Target> makeTarget(unsigned width, unsigned height, GLenu
 } // namespace
 
 VRRenderer::VRRenderer(Ko_1_1::Vec3d<float> startPosition, IVRView* view_, std::shared_ptr<IOpenVR> openVr_)
-    : openVr(std::move(openVr_)), view(view_), cameraPosition(startPosition) {
+    : openVr(std::move(openVr_)), view(view_), recorder(std::make_unique<RunRecorder>()),
+      cameraPosition(startPosition) {
+    if (view != nullptr) {
+        hostView = std::make_unique<TimedHostView>(*view);
+        view = hostView.get();
+    }
     // OpenVR's tracking space is y-up, the host's world z-up.
     trackingToHostRotation.setRotation({1.0f, 0.0f, 0.0f}, HALF_PI);
     tabletOffset = Ko_1_1::Mat4d<float>::translationMatrix({0.0f, -0.1f, -0.4f});
@@ -192,6 +199,9 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         return VRGlobals::InitializationError;
     }
     try {
+        if (hostView) {
+            hostView->setTimedThread(std::this_thread::get_id());
+        }
         firstOption = option;
         secondOption = secondOption_;
 
@@ -235,6 +245,7 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
             });
         pointGrabber->setResolution(pointResolution, pointResolution);
         pointGrabber->setNumEyes(eyeCount);
+        pointGrabber->setRecorder(recorder.get());
 
         objectGrabber = std::make_unique<Object3dGrabber>(
             [this](std::vector<MeasurementData>& measurements, std::vector<AnnotationData>& annotations) {
@@ -336,6 +347,7 @@ void VRRenderer::createSceneObjects() {
     fullScreenQuad->addBuffer(quadBuffer);
 
     pointRenderer = std::make_shared<PointRenderer>(*pointGrabber, pointSize, 0, 0);
+    pointRenderer->setRecorder(recorder.get());
     pointGeometry = std::make_shared<Brume::Geometry>(GL_POINTS);
     pointGeometry->addBuffer(std::make_shared<Brume::Buffer>(
         GL_DYNAMIC_DRAW, sizeof(Point3dRGB),
@@ -426,11 +438,15 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
     VRGlobals::ErrorCodes result = VRGlobals::NoError;
     try {
         Platform::setCurrentThreadPriorityHighest();
+        recorder->runStarted(Platform::monotonicNanoseconds());
         while (!closeRequested && !glfwWindowShouldClose(window)) {
             const std::int64_t start = Platform::monotonicNanoseconds();
+            const std::int64_t cpuStart = Platform::currentThreadCpuNanoseconds();
+            const std::int64_t hostCpuStart = hostCpuNanoseconds();
 
             float headAngularVelocity[3] = {0.0f, 0.0f, 0.0f};
             updateVRMatrices(headAngularVelocity);
+            const std::int64_t poseTime = Platform::monotonicNanoseconds();
             updateCameraTransform();
             view->setViewTransform(cameraTransform);
 
@@ -462,7 +478,8 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
                 eyeHeadToEye = eyeToHead.affineInverse();
                 eyeProjection = projection;
                 auto streamed = streamedCamera(eye, lookAhead);
-                pointGrabber->setCameraToWorldMatrix(streamed, static_cast<unsigned long long>(eye));
+                pointGrabber->setCameraToWorldMatrix(streamed, static_cast<unsigned long long>(eye),
+                                                     poseTime);
 
                 renderScene(viewProjection, eye);
                 openVr->submit(eye == 0 ? vr::Eye_Left : vr::Eye_Right,
@@ -479,14 +496,29 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
             const double frameTimeMs =
                 static_cast<double>(Platform::monotonicNanoseconds() - start) / 1000000000.0 * 1000.0;
             handleKeyboard(cameraTransform, speedFactor * static_cast<float>(frameTimeMs));
+
+            // The CPU interval lies inside the frame's, so a thread's CPU time never reads above the frame.
+            const std::int64_t renderCpu =
+                (Platform::currentThreadCpuNanoseconds() - cpuStart) - (hostCpuNanoseconds() - hostCpuStart);
+            const std::int64_t end = Platform::monotonicNanoseconds();
+            recorder->frameEnded(end - start, renderCpu, end);
         }
     } catch (const std::exception& e) {
         logException(e);
         result = VRGlobals::InitializationError;
     }
+    recorder->runEnded(Platform::monotonicNanoseconds());
     teardown();
     state = RunState::Closed;
     return result;
+}
+
+RunStatistics VRRenderer::getStatistics() const {
+    return recorder->snapshot(Platform::monotonicNanoseconds());
+}
+
+std::int64_t VRRenderer::hostCpuNanoseconds() const {
+    return hostView ? hostView->hostCpuNanoseconds() : 0;
 }
 
 void VRRenderer::stopGrabbers() {

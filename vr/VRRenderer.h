@@ -14,6 +14,7 @@
 #include "common/Vec3d.h"
 #include "engine/Renderer.h"
 #include "platform/Export.h"
+#include "vr/RunStatistics.h"
 #include "vr/VRGlobals.h"
 
 struct GLFWwindow;
@@ -38,6 +39,8 @@ namespace VR {
 
 class PointGrabber;
 class LaserBeam;
+class RunRecorder;
+class TimedHostView;
 class TeleportRenderer;
 
 #if defined(__GNUC__)
@@ -73,6 +76,9 @@ public:
 
     // Replaces the key query used by the keyboard commands (automation, remote input).
     void setKeyQuery(KeyQuery query);
+
+    // The run's figures so far; any thread, at any moment (zeros before the run).
+    RunStatistics getStatistics() const;
 
 protected:
     virtual void renderScene(const Ko_1_1::Mat4d<float>& viewProjection, int eye);
@@ -121,6 +127,9 @@ protected:
     // An eye's camera-to-world matrix for the point grabber, with the head turned by lookAhead.
     Ko_1_1::Mat4d<float> streamedCamera(int eye, const Ko_1_1::Mat4d<float>& lookAhead) const;
 
+    // CPU time the render thread has spent inside the host's view.
+    std::int64_t hostCpuNanoseconds() const;
+
     bool createWindow();
     void createSceneObjects();
     void stopGrabbers();
@@ -139,7 +148,11 @@ protected:
     int eyeCount = 2;
     std::shared_ptr<IOpenVR> openVr;
     GLFWwindow* window = nullptr;
+    // The host's view as the library calls it: through hostView, which times the render thread's calls.
     IVRView* view;
+    // Declared before everything that calls the host or records, so both outlive them.
+    std::unique_ptr<TimedHostView> hostView;
+    std::unique_ptr<RunRecorder> recorder;
     std::atomic<RunState> state{RunState::Constructed};
     // Raised by closeVR from any thread; only the render thread touches the window.
     std::atomic<bool> closeRequested{false};

@@ -7,6 +7,7 @@
 
 #include "platform/Log.h"
 #include "platform/Platform.h"
+#include "vr/RunRecorder.h"
 
 namespace VR {
 
@@ -82,12 +83,21 @@ void PointGrabber::stopThread() {
 }
 
 void PointGrabber::setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long long eye) {
-    std::lock_guard<std::mutex> guard(lock);
-    if (eye == 0) {
-        eyeMatrices[0] = m;
-    } else if (eye == 1) {
-        eyeMatrices[1] = m;
+    setCameraToWorldMatrix(m, eye, Platform::monotonicNanoseconds());
+}
+
+void PointGrabber::setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long long eye,
+                                          std::int64_t poseTime) {
+    if (eye > 1) {
+        return;
     }
+    std::lock_guard<std::mutex> guard(lock);
+    eyeMatrices[eye] = m;
+    eyePoseTimes[eye] = poseTime;
+}
+
+void PointGrabber::setRecorder(RunRecorder* r) {
+    recorder = r;
 }
 
 void PointGrabber::setNumEyes(int n) {
@@ -118,9 +128,13 @@ void PointGrabber::searchPoints(Ko_1_1::Mat4d<float>& cameraToWorld, float query
     if (!query) {
         throw std::bad_function_call();
     }
+    const std::int64_t asked = recorder ? clock() : 0;
     query(queryFov, static_cast<unsigned short>(queryWidth), static_cast<unsigned short>(queryHeight),
           NEAR_DISTANCE, FAR_DISTANCE, widen(cameraToWorld, 12), widen(cameraToWorld, 4),
           widen(cameraToWorld, 8), found);
+    if (recorder) {
+        recorder->queryAnswered(clock() - asked);
+    }
 
     for (const Point3dRGBA& p : found) {
         if (peripheryOnly) {
@@ -155,6 +169,8 @@ void PointGrabber::run() {
     std::int64_t previousTime = clock() - 3600 * NANOSECONDS_PER_SECOND;
     Ko_1_1::Mat4d<float> previousEye0;
     bool havePreviousEye = false;
+    // The level in force since then, pauses included, so the levels' times add up to the worker's life.
+    std::int64_t levelSince = clock();
 
     if (stop) {
         return;
@@ -167,10 +183,15 @@ void PointGrabber::run() {
 
         Ko_1_1::Mat4d<float> eye0;
         Ko_1_1::Mat4d<float> eye1;
+        std::int64_t poseTime0 = 0;
+        std::int64_t poseTime1 = 0;
         {
             std::lock_guard<std::mutex> guard(lock);
+            const int second = numEyes >= 2 ? 1 : 0;
             eye0 = eyeMatrices[0];
-            eye1 = numEyes >= 2 ? eyeMatrices[1] : eyeMatrices[0];
+            eye1 = eyeMatrices[second];
+            poseTime0 = eyePoseTimes[0];
+            poseTime1 = eyePoseTimes[second];
         }
         const bool moving = havePreviousEye && isMoving(previousEye0, eye0, movementThreshold);
         previousEye0 = eye0;
@@ -180,6 +201,10 @@ void PointGrabber::run() {
         const double dt =
             static_cast<double>(now - previousTime) / static_cast<double>(NANOSECONDS_PER_SECOND);
         previousTime = now;
+        if (recorder) {
+            recorder->qualityTime(level, now - levelSince);
+        }
+        levelSince = now;
         level = nextQualityLevel(level, eyeToggle, moving, dt);
 
         const int fullWidth = width;
@@ -190,6 +215,7 @@ void PointGrabber::run() {
         const float queryFov = size.fov;
 
         Ko_1_1::Mat4d<float> camera = eyeToggle ? eye0 : eye1;
+        const std::int64_t cameraPoseTime = eyeToggle ? poseTime0 : poseTime1;
 
         local.clear();
         std::size_t centreCount = 0;
@@ -227,6 +253,9 @@ void PointGrabber::run() {
 
         if (centreCount + peripheryCount > 0) {
             eyeToggle = !eyeToggle;
+            if (recorder) {
+                recorder->batchPublished(static_cast<std::int64_t>(centreCount + peripheryCount));
+            }
             std::lock_guard<std::mutex> guard(lock);
             local.swap(sharedPoints);
             published.centreCount = static_cast<std::int32_t>(centreCount);
@@ -235,10 +264,14 @@ void PointGrabber::run() {
             published.reduced = level == 1;
             published.firstEye = firstEye;
             published.cameraToWorld = camera;
+            publishedPoseTime = cameraPoseTime;
             ready = true;
         }
     } while (!stop);
 
+    if (recorder) {
+        recorder->qualityTime(level, clock() - levelSince);
+    }
     local.clear();
     local.shrink_to_fit();
 }

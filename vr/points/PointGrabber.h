@@ -16,6 +16,8 @@
 
 namespace VR {
 
+class RunRecorder;
+
 // Streams points from the host: a worker thread asks the host's point query for what a camera at the
 // viewer's head sees, adapting resolution and field of view to how long the host takes and how fast the
 // head moves, and publishes each finished batch for the point renderer. Owned by the VR renderer; the
@@ -82,8 +84,10 @@ public:
     // Sets the stop flag and joins the worker; harmless when no worker was started.
     void stopThread();
 
-    // Eye 0 or 1; other values are ignored.
+    // Eye 0 or 1; other values are ignored. poseTime (monotonic nanoseconds) is when the head pose the
+    // matrix comes from was taken; without it, the call's own time stands for it.
     void setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long long eye);
+    void setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long long eye, std::int64_t poseTime);
     void setNumEyes(int numEyes);
     void setResolution(unsigned short width, unsigned short height);
     // Divides the query resolution; anything below 1 counts as 1.
@@ -91,6 +95,9 @@ public:
     // Replaces the clock the worker measures its iterations with; call before startThread.
     void setClock(Clock clock);
     void setPausePC2(bool pause);
+    // Receives query times, batch sizes and time at each quality level; null records nothing. Call before
+    // startThread; the recorder must outlive the worker.
+    void setRecorder(RunRecorder* recorder);
 
     float getHorizontalFov() const { return fov; }
     Ko_1_1::SVec2d<int> getResolution() const { return {width.load(), height.load()}; }
@@ -106,6 +113,9 @@ public:
     // Never waits for a batch: false when none is ready. Otherwise calls consume under the lock; the
     // consumer may swap the vector with its own. Throws std::bad_function_call for an empty consumer.
     bool tryProcessObjects(Consumer consume);
+    // The pose time of the camera the published batch was queried with. Only meaningful inside a consumer,
+    // where the lock is held.
+    std::int64_t getPublishedPoseTime() const { return publishedPoseTime; }
 
 private:
     void run();
@@ -122,7 +132,10 @@ private:
     std::atomic<bool> ready{false};
     std::vector<Point3dRGB> sharedPoints;
     Ko_1_1::Mat4d<float> eyeMatrices[2];
+    std::int64_t eyePoseTimes[2] = {0, 0};
     BufferData published;
+    // Kept beside the published record, whose layout the host shares.
+    std::int64_t publishedPoseTime = 0;
     PointQuery query;
     std::atomic<bool> stop{false};
     std::atomic<int> pointSizeDivisor{1};
@@ -130,6 +143,7 @@ private:
     Clock clock;
     std::int64_t lastFailureReport = 0;
     int unreportedFailures = -1;
+    RunRecorder* recorder = nullptr;
 };
 
 } // namespace VR

@@ -7,7 +7,9 @@
 #include "engine/Geometry.h"
 #include "engine/Material.h"
 #include "engine/Renderer.h"
+#include "platform/Platform.h"
 #include "vr/LibrarySettings.h"
+#include "vr/RunRecorder.h"
 
 namespace {
 
@@ -78,6 +80,8 @@ void PointRenderer::uploadNewBuffer() {
                 // Swapping hands the grabber our previous allocation for a later batch.
                 points.swap(batch);
                 slots[s] = d;
+                slotPoseTimes[s] = grabber.getPublishedPoseTime();
+                slotDrawn[s] = false;
             });
         if (!taken) {
             return;
@@ -118,6 +122,8 @@ void PointRenderer::drawPoints(Brume::Renderer& renderer, const Ko_1_1::Mat4d<fl
     }
     const int firstEyeSlot = chosen.firstEye;
     const int otherEyeSlot = chosen.otherEye;
+    recordFirstDraw(firstEyeSlot);
+    recordFirstDraw(otherEyeSlot);
 
     if (slots[firstEyeSlot].peripheryCount > 0) {
         drawBuffers(renderer, firstEyeSlot, viewProjection, true);
@@ -136,6 +142,16 @@ void PointRenderer::drawPoints(Brume::Renderer& renderer, const Ko_1_1::Mat4d<fl
         drawBuffers(renderer, otherEyeSlot, viewProjection, false);
     }
     glDepthFunc(GL_LESS);
+}
+
+void PointRenderer::recordFirstDraw(int slot) {
+    if (recorder == nullptr || slotDrawn[slot]) {
+        return;
+    }
+    slotDrawn[slot] = true;
+    if (slotPoseTimes[slot] != 0) {
+        recorder->pointsShown(Platform::monotonicNanoseconds() - slotPoseTimes[slot]);
+    }
 }
 
 void PointRenderer::drawBuffers(Brume::Renderer& renderer, int slot,

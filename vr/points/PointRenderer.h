@@ -16,6 +16,10 @@ class Material;
 class Renderer;
 } // namespace Brume
 
+namespace VR {
+class RunRecorder;
+} // namespace VR
+
 // Turns the point grabber's batches into GPU buffers and draws them. Three buffer slots rotate: one is
 // filled a little each frame while the two most recent complete batches (one per eye) are drawn. Owned
 // by the VR renderer; render thread only, with its GL context current from construction to destruction.
@@ -67,6 +71,9 @@ public:
 
     void setPointSize(float size) { pointSize = size; }
     float getPointSize() const { return pointSize; }
+    // Receives, for each batch, the time from its camera's head pose to the first frame that draws it;
+    // null records nothing. The recorder must outlive the renderer's drawing.
+    void setRecorder(VR::RunRecorder* r) { recorder = r; }
 
     // The slot being filled.
     int getCurrentSlot() const { return currentSlot; }
@@ -76,6 +83,7 @@ public:
 private:
     void drawBuffers(Brume::Renderer& renderer, int slot, const Ko_1_1::Mat4d<float>& viewProjection,
                      bool periphery);
+    void recordFirstDraw(int slot);
 
     // One geometry per slot, each reading its slot's buffer: a geometry's buffers cannot be replaced, and
     // switching geometries makes the same binding calls a rebinding would.
@@ -90,4 +98,9 @@ private:
     std::shared_ptr<Brume::Geometry> quadGeometry;
     VR::PointGrabber& grabber;
     VR::PointGrabber::BufferData slots[BUFFER_COUNT];
+    // Beside the slot records, whose layout the host shares: each batch's pose time, and whether it was
+    // drawn.
+    std::int64_t slotPoseTimes[BUFFER_COUNT] = {};
+    bool slotDrawn[BUFFER_COUNT] = {};
+    VR::RunRecorder* recorder = nullptr;
 };
