@@ -1,69 +1,61 @@
 // The demo host's answer to the viewer's point query, on generated rooms of 1, 10 and 100 million points, at
-// the resolution the viewer asks for at its highest quality, with and without footprints.
+// the resolution the viewer asks for at its highest quality: levels of detail (what the demo answers with)
+// beside full detail, whose cost follows the visible cloud.
 
 #include <benchmark/benchmark.h>
 
-#include <cmath>
-#include <map>
-#include <memory>
+#include <cstdint>
 #include <vector>
 
-#include "examples/SceneGenerator.h"
-#include "examples/VisibilityQuery.h"
+#include "bench/QueryBenchRooms.h"
 
 namespace {
 
-// Generating 10 million points takes seconds; each size is made once per process.
-Demo::VisibilityQuery& roomOf(std::size_t points) {
-    static std::map<std::size_t, std::unique_ptr<Demo::VisibilityQuery>> rooms;
-    auto& room = rooms[points];
-    if (!room) {
-        room = std::make_unique<Demo::VisibilityQuery>(Demo::SceneGenerator::generateRoom(points, 1));
-    }
-    return *room;
-}
+using Mode = Demo::VisibilityQuery::Mode;
 
-// A user at eye height over the start position, turning on the spot: eight headings, one per query.
+// Arguments: cloud points, image size (square), field of view in tenths of a radian, mode.
 void queryRoom(benchmark::State& state) {
-    Demo::VisibilityQuery& room = roomOf(static_cast<std::size_t>(state.range(0)));
-    room.setFootprints(state.range(3) != 0);
-    const unsigned short size = static_cast<unsigned short>(state.range(1));
+    QueryBench::Room& room = QueryBench::roomOf(static_cast<std::size_t>(state.range(0)));
+    const auto size = static_cast<unsigned short>(state.range(1));
     const float fov = static_cast<float>(state.range(2)) / 10.0f;
-    const Ko_1_1::Vec3d<double> eye = room.startPosition() + Ko_1_1::Vec3d<double>{0.3, -0.2, 1.7};
+    room.query->setMode(static_cast<Mode>(state.range(3)));
+    const Ko_1_1::Vec3d<double> eye = QueryBench::eyeIn(room);
     std::vector<VR::Point3dRGBA> points;
     points.reserve(static_cast<std::size_t>(size) * size);
-    std::size_t heading = 0, returned = 0;
-    for (auto _ : state) {
-        const double angle = heading++ % 8 * (3.14159265358979323846 / 4);
+    QueryBench::timeQueries(state, [&](std::size_t heading) {
         points.clear();
-        room.query(fov, size, size, 0.02f, 1000.0f, eye, {0, 0, 1}, {-std::cos(angle), -std::sin(angle), 0},
-                   points);
-        returned += points.size();
+        room.query->query(fov, size, size, 0.02f, 1000.0f, eye, {0, 0, 1}, QueryBench::backAt(heading),
+                          points);
         benchmark::DoNotOptimize(points.data());
-    }
-    state.counters["points/query"] = benchmark::Counter(static_cast<double>(returned) / state.iterations());
+        return points.size();
+    });
+    room.query->setMode(Mode::Levels);
+    state.counters["build_s"] = room.buildSeconds;
+    state.counters["bytes/point"] = room.peakBytesPerPoint;
 }
 
-void buildGrid(benchmark::State& state) {
-    const Demo::PointCloud cloud =
-        Demo::SceneGenerator::generateRoom(static_cast<std::size_t>(state.range(0)), 1);
-    for (auto _ : state) {
-        Demo::VisibilityQuery query{Demo::PointCloud(cloud)};
-        benchmark::DoNotOptimize(query.cellCount());
+// Five turns of eight headings for the levels, two for full detail. Each size's rows come together and the
+// sizes in increasing order, so that each room is generated once.
+const bool registered = [] {
+    constexpr auto LEVELS = static_cast<std::int64_t>(Mode::Levels);
+    constexpr auto FULL = static_cast<std::int64_t>(Mode::Footprints);
+    struct Row {
+        std::int64_t points, size, fovTenths, mode, turns;
+    };
+    const Row rows[] = {
+        {1000000, 1300, 12, LEVELS, 5},   {1000000, 1300, 12, FULL, 2},     {10000000, 1300, 12, LEVELS, 5},
+        {10000000, 1300, 20, LEVELS, 5},  {10000000, 650, 12, LEVELS, 5},   {10000000, 1300, 12, FULL, 2},
+        {100000000, 1300, 12, LEVELS, 5}, {100000000, 1300, 20, LEVELS, 5}, {100000000, 650, 12, LEVELS, 5},
+        {100000000, 1300, 12, FULL, 2},
+    };
+    for (const Row& row : rows) {
+        benchmark::RegisterBenchmark("queryRoom", queryRoom)
+            ->Args({row.points, row.size, row.fovTenths, row.mode})
+            ->Iterations(8 * row.turns)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond);
     }
-}
+    return true;
+}();
 
 } // namespace
-
-// Arguments: cloud points, image size (square), field of view in tenths of a radian, footprints (1) or not.
-BENCHMARK(queryRoom)
-    ->Args({1000000, 1300, 12, 0})
-    ->Args({1000000, 1300, 12, 1})
-    ->Args({10000000, 1300, 12, 0})
-    ->Args({10000000, 1300, 12, 1})
-    ->Args({10000000, 1300, 20, 1})
-    ->Args({10000000, 650, 12, 1})
-    ->Args({100000000, 1300, 12, 0})
-    ->Args({100000000, 1300, 12, 1})
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(buildGrid)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);

@@ -6,14 +6,15 @@
 #include <limits>
 #include <stdexcept>
 
+#include "examples/Parallel.h"
+
 namespace Demo {
 namespace {
 
 using Vec3f = Ko_1_1::Vec3d<float>;
 using Vec3 = Ko_1_1::Vec3d<double>;
+using Cell = PointIndex::Cell;
 
-constexpr std::size_t POINTS_PER_CELL = 2048;
-constexpr std::size_t MAX_CELLS = std::size_t(1) << 16;
 // A footprint reaches this share of the local spacing to either side of its point, so that neighbouring
 // footprints overlap and close the gaps that a scan's irregular sampling leaves.
 constexpr float FOOTPRINT = 0.9f;
@@ -23,15 +24,15 @@ constexpr int MAX_REACH = 16;
 // Nor does a footprint reach further than this angle (radians) from its point, whatever the query's
 // resolution: at the periphery's coarse pixels a few pixels are already a large part of the view.
 constexpr float MAX_REACH_ANGLE = 0.03f;
-// Sub-cells with fewer points say nothing about a surface's spacing.
-constexpr std::uint32_t MIN_RUN = 4;
-constexpr float UNKNOWN = -1.0f;
-
-float medianOf(std::vector<float>& values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
+// Pixels ahead whose winning point is fetched early.
+constexpr int PREFETCH = 8;
+// Planes seen more obliquely than this cosine count as seen at it (see PointIndex::pointsFor).
+constexpr float MIN_FACING = 0.25f;
+// A footprint lies behind its surface by this many standard deviations of the scanner's noise; by this share
+// of its radius besides the fall of the surface where the noise is not known.
+constexpr float NOISE_DEVIATIONS = 1.5f;
+constexpr float UNKNOWN_NOISE = 0.5f;
+constexpr std::uint64_t NOTHING = std::numeric_limits<std::uint64_t>::max();
 
 struct Plane {
     Vec3f normal;
@@ -51,132 +52,304 @@ std::uint32_t floatBits(float value) {
     return bits;
 }
 
+// The camera in the cloud's frame: position, right, up and back axes, and the pinhole's pixels.
+struct Camera {
+    Vec3f eye, right, up, back;
+    float focal; // pixels per unit at unit depth, on both axes: pixels are square
+    float halfW, halfH;
+    int width, height;
+    float nearZ, farZ;
+
+    float depthOf(const Vec3f& p) const { return -(p - eye).dot(back); }
+};
+
+// A visible cell and how much of it a query reads: its first `count` points, standing `levelScale` times
+// their own spacing apart, which may touch image rows [top, bottom].
+struct Visible {
+    const Cell* cell;
+    std::uint32_t count;
+    float levelScale;
+    // Where the cell's points lie on one plane their footprints follow it, its depth changing across them:
+    // the plane's normal, and its components along the camera's right and up axes.
+    bool tilted;
+    Vec3f normal;
+    float normalRight;
+    float normalUp;
+    // How far behind the surface a footprint lies: a distance, and a share of its radius.
+    float behind;
+    float behindPerRadius;
+    int top;
+    int bottom;
+    double work;
+};
+
+struct Scratch {
+    std::vector<std::uint64_t> nearest;
+    std::vector<Visible> visible;
+    std::vector<double> rowWork;
+    std::vector<int> bandStart;
+    // Where each band's answers start in the result, and the end.
+    std::vector<std::size_t> claimed;
+};
+
+// Rows [top, bottom] a box's points can reach with footprints up to `reach` pixels; all rows where part of
+// the box lies behind the near plane, whose projection has no bound.
+void rowsOf(const Camera& camera, const Cell& cell, int reach, int& top, int& bottom) {
+    top = 0;
+    bottom = camera.height - 1;
+    float lowest = std::numeric_limits<float>::infinity();
+    float highest = -lowest;
+    for (int corner = 0; corner < 8; ++corner) {
+        const Vec3f p{corner & 1 ? cell.max.x : cell.min.x, corner & 2 ? cell.max.y : cell.min.y,
+                      corner & 4 ? cell.max.z : cell.min.z};
+        const float depth = camera.depthOf(p);
+        if (!(depth >= camera.nearZ)) {
+            return;
+        }
+        const float y = (p - camera.eye).dot(camera.up) * (camera.focal / depth) + camera.halfH;
+        lowest = std::min(lowest, y);
+        highest = std::max(highest, y);
+    }
+    // Limited in float first: a corner just beyond the near plane projects far outside any int. One row
+    // more either side for rounding.
+    const float limit = static_cast<float>(camera.height);
+    top = std::max(top, static_cast<int>(std::clamp(std::floor(lowest), -1.0f, limit)) - reach - 1);
+    bottom = std::min(bottom, static_cast<int>(std::clamp(std::floor(highest), -1.0f, limit)) + reach + 1);
+}
+
+// Splits rows [0, height) into `count` bands of about equal work; band b is [start[b], start[b + 1]).
+void splitRows(const std::vector<Visible>& visible, int height, unsigned count, Scratch& scratch) {
+    std::vector<double>& rows = scratch.rowWork;
+    rows.assign(static_cast<std::size_t>(height) + 1, 0.0);
+    double total = 0.0;
+    for (const Visible& v : visible) {
+        if (v.top <= v.bottom) {
+            const double share = v.work / (v.bottom - v.top + 1);
+            rows[v.top] += share;
+            rows[v.bottom + 1] -= share;
+            total += v.work;
+        }
+    }
+    std::vector<int>& start = scratch.bandStart;
+    start.assign(count + 1, height);
+    start[0] = 0;
+    double running = 0.0, perRow = 0.0;
+    unsigned band = 1;
+    for (int row = 0; row < height && band < count; ++row) {
+        perRow += rows[row];
+        running += perRow;
+        // A band ends after this row once it has its share, or where the bands left need the rows left.
+        const bool hasShare = running >= total * band / count;
+        const bool rowsRunOut = height - (row + 1) <= static_cast<int>(count - band);
+        if (hasShare || rowsRunOut) {
+            start[band] = row + 1;
+            ++band;
+        }
+    }
+}
+
+// Half the width of each row of a footprint disc of each reach: the pixels whose squared distance from the
+// centre is at most reach * (reach + 1).
+struct Discs {
+    std::uint8_t halfWidths[MAX_REACH + 1][MAX_REACH + 1];
+
+    Discs() {
+        for (int reach = 0; reach <= MAX_REACH; ++reach) {
+            for (int dy = 0; dy <= MAX_REACH; ++dy) {
+                int half = -1;
+                while (half < reach && (half + 1) * (half + 1) + dy * dy <= reach * reach + reach) {
+                    ++half;
+                }
+                halfWidths[reach][dy] = static_cast<std::uint8_t>(std::max(half, 0));
+            }
+        }
+    }
+};
+
+class BandRenderer {
+public:
+    BandRenderer(const Camera& camera, const PointCloud::Point* points, const PointIndex& index,
+                 std::uint64_t* nearest, float footprint, float maxReach)
+        : camera_(camera), points_(points), index_(index), nearest_(nearest), footprint_(footprint),
+          maxReach_(maxReach) {}
+
+    // Lets the visible cells' points claim the pixels of rows [top, bottom); returns how many were claimed.
+    std::size_t claim(const std::vector<Visible>& visible, int top, int bottom) {
+        const std::size_t width = static_cast<std::size_t>(camera_.width);
+        std::fill(nearest_ + top * width, nearest_ + bottom * width, NOTHING);
+        for (const Visible& v : visible) {
+            if (v.top < bottom && v.bottom >= top) {
+                splat(v, top, bottom);
+            }
+        }
+        return static_cast<std::size_t>(
+            width * (bottom - top) - std::count(nearest_ + top * width, nearest_ + bottom * width, NOTHING));
+    }
+
+    // Answers the claimed pixels of rows [top, bottom) in order.
+    void answer(int top, int bottom, VR::Point3dRGBA* out) const {
+        for (int row = top; row < bottom; ++row) {
+            out = answerRow(row, out);
+        }
+    }
+
+private:
+    void splat(const Visible& v, int top, int bottom) {
+        const Camera& c = camera_;
+        const float* spacings = index_.spacings().data() + v.cell->spacingBase;
+        const std::uint8_t* parts = index_.parts();
+        const float scale = footprint_ * v.levelScale;
+        const float fw = static_cast<float>(c.width), fh = static_cast<float>(c.height);
+        const std::size_t width = static_cast<std::size_t>(c.width);
+        const std::uint32_t end = v.cell->begin + v.count;
+        for (std::uint32_t i = v.cell->begin; i < end; ++i) {
+            const PointCloud::Point& p = points_[i];
+            const float dx = p.x - c.eye.x;
+            const float dy = p.y - c.eye.y;
+            const float dz = p.z - c.eye.z;
+            const float depth = -(dx * c.back.x + dy * c.back.y + dz * c.back.z);
+            if (!(depth >= c.nearZ && depth <= c.farZ)) {
+                continue;
+            }
+            const float perUnit = c.focal / depth;
+            const float px = (dx * c.right.x + dy * c.right.y + dz * c.right.z) * perUnit + c.halfW;
+            const float py = (dx * c.up.x + dy * c.up.y + dz * c.up.z) * perUnit + c.halfH;
+            if (!(px >= 0.0f && px < fw && py >= 0.0f && py < fh)) {
+                continue;
+            }
+            const int cx = static_cast<int>(px);
+            const int cy = static_cast<int>(py);
+            // Positive floats order like their bit patterns, so depth and index make one comparable key;
+            // equal depths keep the lower index, which makes the answer deterministic.
+            const std::uint64_t key = (static_cast<std::uint64_t>(floatBits(depth)) << 32) | i;
+            // Half the footprint's side in pixels: 0 while the neighbours fall on the point's own pixel.
+            // Limited in float first: a point at the near plane can ask for more than an int holds.
+            const int reach =
+                static_cast<int>(std::min(maxReach_, scale * spacings[parts[i]] * perUnit + 0.5f));
+            std::uint64_t* const centre = nearest_ + static_cast<std::size_t>(cy) * width + cx;
+            const bool centreInBand = cy >= top && cy < bottom;
+            if (reach == 0) {
+                if (centreInBand) {
+                    *centre = std::min(*centre, key);
+                }
+                continue;
+            }
+            // Around its own pixel a point stands back: where neighbours on one surface meet, each pixel
+            // shows the point that fell in it, and footprints fill only what none did. A footprint still
+            // hides whatever lies further behind.
+            const float radius = scale * spacings[parts[i]];
+            float alongX = 0.0f, alongY = 0.0f; // depth change per pixel
+            if (v.tilted) {
+                // The plane through the point meets pixel (u, v)'s ray at depth s / (n . ray(u, v)); its
+                // change per pixel at the point is -depth^2 n / (focal s).
+                const float toPlane = dx * v.normal.x + dy * v.normal.y + dz * v.normal.z;
+                const float s = std::copysign(std::max(std::fabs(toPlane), MIN_FACING * depth), toPlane);
+                const float change = -depth * depth / (c.focal * s);
+                alongX = change * v.normalRight;
+                alongY = change * v.normalUp;
+            }
+            const float first = depth + v.behind + radius * v.behindPerRadius +
+                                alongX * (static_cast<float>(cx) + 0.5f - px) +
+                                alongY * (static_cast<float>(cy) + 0.5f - py);
+            auto around = [&](int x, int y) {
+                const float d =
+                    first + alongX * static_cast<float>(x - cx) + alongY * static_cast<float>(y - cy);
+                return (static_cast<std::uint64_t>(floatBits(d)) << 32) | i;
+            };
+            // Most points, those of every level that fills its pixels, cover three by three pixels.
+            if (reach == 1 && cx > 0 && cx + 1 < c.width && cy > top && cy + 1 < bottom) {
+                std::uint64_t* line = centre - width - 1;
+                float rowDepth = first - alongX - alongY;
+                for (int row = 0; row < 3; ++row, line += width, rowDepth += alongY) {
+                    line[0] = std::min(line[0], (static_cast<std::uint64_t>(floatBits(rowDepth)) << 32) | i);
+                    line[1] = std::min(line[1],
+                                       (static_cast<std::uint64_t>(floatBits(rowDepth + alongX)) << 32) | i);
+                    line[2] = std::min(
+                        line[2], (static_cast<std::uint64_t>(floatBits(rowDepth + 2.0f * alongX)) << 32) | i);
+                }
+                *centre = std::min(*centre, key);
+                continue;
+            }
+            const int y0 = std::max(top, cy - reach);
+            const int y1 = std::min(bottom - 1, cy + reach);
+            const int x0 = std::max(0, cx - reach);
+            const int x1 = std::min(c.width - 1, cx + reach);
+            // A disc rather than a square: sparse scans seen up close read as round samples, not blocks,
+            // and neighbours a spacing apart still overlap (0.9 of it is well beyond half a diagonal,
+            // also with a footprint centred on its point's pixel).
+            const std::uint8_t* halfWidths = DISCS.halfWidths[reach];
+            for (int y = y0; y <= y1; ++y) {
+                std::uint64_t* line = nearest_ + static_cast<std::size_t>(y) * width;
+                const int half = halfWidths[y > cy ? y - cy : cy - y];
+                const int xEnd = std::min(x1, cx + half);
+                for (int x = std::max(x0, cx - half); x <= xEnd; ++x) {
+                    line[x] = std::min(line[x], around(x, y));
+                }
+            }
+            if (centreInBand) {
+                *centre = std::min(*centre, key);
+            }
+        }
+    }
+
+    VR::Point3dRGBA* answerRow(int row, VR::Point3dRGBA* out) const {
+        const Camera& c = camera_;
+        const std::uint64_t* line = nearest_ + static_cast<std::size_t>(row) * c.width;
+        for (int column = 0; column < c.width; ++column) {
+#if defined(__GNUC__)
+            // The winners lie all over the cloud: fetching a few ahead overlaps their cache misses.
+            if (column + PREFETCH < c.width && line[column + PREFETCH] != NOTHING) {
+                __builtin_prefetch(points_ + static_cast<std::uint32_t>(line[column + PREFETCH]));
+            }
+#endif
+            const std::uint64_t key = line[column];
+            if (key == NOTHING) {
+                continue;
+            }
+            const PointCloud::Point& p = points_[static_cast<std::uint32_t>(key)];
+            const float dx = p.x - c.eye.x;
+            const float dy = p.y - c.eye.y;
+            const float dz = p.z - c.eye.z;
+            const float x = dx * c.right.x + dy * c.right.y + dz * c.right.z;
+            const float y = dx * c.up.x + dy * c.up.y + dz * c.up.z;
+            const float z = dx * c.back.x + dy * c.back.y + dz * c.back.z;
+            const float perUnit = c.focal / -z;
+            if (static_cast<int>(x * perUnit + c.halfW) == column &&
+                static_cast<int>(y * perUnit + c.halfH) == row) {
+                *out++ = {x, y, z, p.r, p.g, p.b, 255};
+            } else {
+                // A pixel of the point's footprint: the footprint's depth seen through the pixel's centre.
+                *out++ = {(static_cast<float>(column) + 0.5f - c.halfW) / perUnit,
+                          (static_cast<float>(row) + 0.5f - c.halfH) / perUnit,
+                          z,
+                          p.r,
+                          p.g,
+                          p.b,
+                          255};
+            }
+        }
+        return out;
+    }
+
+    static const Discs DISCS;
+    const Camera& camera_;
+    const PointCloud::Point* points_;
+    const PointIndex& index_;
+    std::uint64_t* nearest_;
+    float footprint_;
+    float maxReach_;
+};
+
+const Discs BandRenderer::DISCS;
+
 } // namespace
 
-VisibilityQuery::VisibilityQuery(PointCloud cloud) : cloud_(std::move(cloud)) {
+VisibilityQuery::VisibilityQuery(PointCloud cloud, std::function<void(double fraction)> progress)
+    : cloud_(std::move(cloud)) {
     if (cloud_.size() >= std::numeric_limits<std::uint32_t>::max()) {
         throw std::length_error("VisibilityQuery: a cloud holds at most 2^32 - 2 points");
     }
-    buildGrid();
-}
-
-void VisibilityQuery::buildGrid() {
-    std::vector<PointCloud::Point>& points = cloud_.points();
-    if (points.empty()) {
-        return;
-    }
-    Vec3f lo, hi;
-    cloud_.localBounds(lo, hi);
-    const double ex = std::max(static_cast<double>(hi.x) - lo.x, 1e-3);
-    const double ey = std::max(static_cast<double>(hi.y) - lo.y, 1e-3);
-    const double ez = std::max(static_cast<double>(hi.z) - lo.z, 1e-3);
-    const double targetCells =
-        std::clamp(static_cast<double>(points.size()) / POINTS_PER_CELL, 1.0, static_cast<double>(MAX_CELLS));
-    // Cubic cells sized for the target count; flat scans simply get fewer layers.
-    double edge = std::cbrt(ex * ey * ez / targetCells);
-    int nx, ny, nz;
-    for (;;) {
-        nx = std::max(1, static_cast<int>(std::ceil(ex / edge)));
-        ny = std::max(1, static_cast<int>(std::ceil(ey / edge)));
-        nz = std::max(1, static_cast<int>(std::ceil(ez / edge)));
-        if (static_cast<double>(nx) * ny * nz <= static_cast<double>(MAX_CELLS)) {
-            break;
-        }
-        edge *= 1.25;
-    }
-    const std::size_t total = static_cast<std::size_t>(nx) * ny * nz;
-
-    // Points are ordered by cell and, inside a cell, by a 4 x 4 x 4 split of it, so that neighbouring
-    // points land close together in memory and in the query's depth image.
-    constexpr int SPLIT = 4;
-    constexpr std::size_t SUBCELLS = SPLIT * SPLIT * SPLIT;
-    std::vector<std::uint32_t> keyOf(points.size());
-    std::vector<std::uint32_t> start(total * SUBCELLS + 1, 0);
-    const float inv = static_cast<float>(SPLIT / edge);
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const PointCloud::Point& p = points[i];
-        const int fx = std::min(nx * SPLIT - 1, static_cast<int>((p.x - lo.x) * inv));
-        const int fy = std::min(ny * SPLIT - 1, static_cast<int>((p.y - lo.y) * inv));
-        const int fz = std::min(nz * SPLIT - 1, static_cast<int>((p.z - lo.z) * inv));
-        const std::size_t cell = (static_cast<std::size_t>(fz / SPLIT) * ny + fy / SPLIT) * nx + fx / SPLIT;
-        const std::size_t sub =
-            (static_cast<std::size_t>(fz % SPLIT) * SPLIT + fy % SPLIT) * SPLIT + fx % SPLIT;
-        const std::uint32_t key = static_cast<std::uint32_t>(cell * SUBCELLS + sub);
-        keyOf[i] = key;
-        ++start[key + 1];
-    }
-    for (std::size_t k = 0; k < total * SUBCELLS; ++k) {
-        start[k + 1] += start[k];
-    }
-    std::vector<PointCloud::Point> sorted(points.size());
-    {
-        std::vector<std::uint32_t> next(start.begin(), start.end() - 1);
-        for (std::size_t i = 0; i < points.size(); ++i) {
-            sorted[next[keyOf[i]]++] = points[i];
-        }
-    }
-    points.swap(sorted);
-    sorted = {};
-    keyOf = {};
-
-    const float inf = std::numeric_limits<float>::infinity();
-    const double subEdge = edge / SPLIT;
-    for (std::size_t c = 0; c < total; ++c) {
-        const std::uint32_t begin = start[c * SUBCELLS];
-        const std::uint32_t end = start[(c + 1) * SUBCELLS];
-        if (begin == end) {
-            continue;
-        }
-        // Scans are surfaces: the points of a sub-cell share about one sub-cell face of surface, so their
-        // spacing is the root of the area each has. Estimated per sub-cell, a sparse wall in front of a
-        // dense object keeps its own spacing.
-        const auto firstRun = static_cast<std::uint32_t>(runs_.size());
-        for (std::size_t k = c * SUBCELLS; k < (c + 1) * SUBCELLS; ++k) {
-            if (start[k + 1] > start[k]) {
-                const auto spacing =
-                    static_cast<float>(subEdge / std::sqrt(static_cast<double>(start[k + 1] - start[k])));
-                runs_.push_back({start[k], start[k + 1], spacing});
-            }
-        }
-        // A sub-cell that holds only a few points is a stray point, a thin part or the edge of a surface,
-        // not a sparse surface: its points get the spacing of the cell's surfaces, and no run's spacing
-        // goes past twice that, so that nothing turns into a block.
-        std::vector<float> inCell;
-        for (std::uint32_t r = firstRun; r < runs_.size(); ++r) {
-            if (runs_[r].end - runs_[r].begin >= MIN_RUN) {
-                inCell.push_back(runs_[r].spacing);
-            }
-        }
-        // A cell without any surface (stray points only) is settled below, from the whole cloud.
-        const float cellSpacing = inCell.empty() ? UNKNOWN : medianOf(inCell);
-        for (std::uint32_t r = firstRun; r < runs_.size(); ++r) {
-            Run& run = runs_[r];
-            run.spacing =
-                run.end - run.begin < MIN_RUN ? cellSpacing : std::min(run.spacing, 2.0f * cellSpacing);
-        }
-        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf},
-                  begin,           end,
-                  firstRun,        static_cast<std::uint32_t>(runs_.size())};
-        for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
-            const PointCloud::Point& p = points[i];
-            cell.min = {std::min(cell.min.x, p.x), std::min(cell.min.y, p.y), std::min(cell.min.z, p.z)};
-            cell.max = {std::max(cell.max.x, p.x), std::max(cell.max.y, p.y), std::max(cell.max.z, p.z)};
-        }
-        cells_.push_back(cell);
-    }
-    // Nor does any part of the cloud get footprints far beyond its typical spacing: isolated points in a
-    // large, mostly empty cell would otherwise carry the whole cell's size.
-    std::vector<float> spacings;
-    spacings.reserve(runs_.size());
-    for (const Run& run : runs_) {
-        if (run.spacing != UNKNOWN) {
-            spacings.push_back(run.spacing);
-        }
-    }
-    medianSpacing = spacings.empty() ? static_cast<float>(subEdge) : medianOf(spacings);
-    for (Run& run : runs_) {
-        run.spacing = run.spacing == UNKNOWN ? medianSpacing : std::min(run.spacing, 4.0f * medianSpacing);
-    }
+    index_ = PointIndex(cloud_.points(), progress);
 }
 
 void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned short height, float nearZ,
@@ -184,7 +357,7 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
                             const Ko_1_1::Vec3d<double>& up, const Ko_1_1::Vec3d<double>& back,
                             std::vector<VR::Point3dRGBA>& out) const {
     if (width == 0 || height == 0 || !(horizontalFov > 0.0f) || !(horizontalFov < 3.1f) || !(nearZ > 0.0f) ||
-        !(farZ > nearZ) || cells_.empty()) {
+        !(farZ > nearZ) || index_.cells().empty()) {
         return;
     }
     // An orthonormal camera frame even when the axes given are slightly off.
@@ -198,118 +371,105 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
         u.normalize();
     }
     const Vec3 r = u.cross(b);
-    const Vec3 origin = cloud_.origin();
-    const Vec3 eye = position - origin;
-    const Vec3f R{static_cast<float>(r.x), static_cast<float>(r.y), static_cast<float>(r.z)};
-    const Vec3f U{static_cast<float>(u.x), static_cast<float>(u.y), static_cast<float>(u.z)};
-    const Vec3f B{static_cast<float>(b.x), static_cast<float>(b.y), static_cast<float>(b.z)};
-    const Vec3f C{static_cast<float>(eye.x), static_cast<float>(eye.y), static_cast<float>(eye.z)};
-
+    const Vec3 eye = position - cloud_.origin();
+    auto toFloat = [](const Vec3& v) {
+        return Vec3f{static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
+    };
     const double tanH = std::tan(0.5 * horizontalFov);
     const double tanV = tanH * height / width;
+    const Camera camera{
+        toFloat(eye), toFloat(r),    toFloat(u), toFloat(b), static_cast<float>(width / (2.0 * tanH)),
+        0.5f * width, 0.5f * height, width,      height,     nearZ,
+        farZ};
     // Frustum planes in the cloud's frame, from camera-frame normals (x - tanH * z >= 0 and so on).
     auto plane = [&](double nx, double ny, double nz, double offset) {
         const Vec3 n = r * nx + u * ny + b * nz;
-        return Plane{{static_cast<float>(n.x), static_cast<float>(n.y), static_cast<float>(n.z)},
-                     static_cast<float>(offset - n.dot(eye))};
+        return Plane{toFloat(n), static_cast<float>(offset - n.dot(eye))};
     };
     const Plane planes[6] = {plane(1, 0, -tanH, 0),  plane(-1, 0, -tanH, 0),  plane(0, 1, -tanV, 0),
                              plane(0, -1, -tanV, 0), plane(0, 0, -1, -nearZ), plane(0, 0, 1, farZ)};
 
-    const std::size_t pixels = static_cast<std::size_t>(width) * height;
-    thread_local std::vector<std::uint64_t> nearest;
-    nearest.assign(pixels, std::numeric_limits<std::uint64_t>::max());
+    const Mode mode = mode_.load();
+    const float footprint = mode == Mode::Points ? 0.0f : FOOTPRINT;
+    const float maxReach = std::clamp(MAX_REACH_ANGLE * camera.focal, 1.0f, static_cast<float>(MAX_REACH));
+    const int reachBound = mode == Mode::Points ? 0 : static_cast<int>(maxReach);
 
-    // Pixels are square: one focal length in pixels for both axes.
-    const float focal = static_cast<float>(width / (2.0 * tanH));
-    const float halfW = 0.5f * width;
-    const float halfH = 0.5f * height;
-    const float fw = static_cast<float>(width);
-    const float fh = static_cast<float>(height);
-    const PointCloud::Point* points = cloud_.points().data();
-    const float maxReach = std::clamp(MAX_REACH_ANGLE * focal, 1.0f, static_cast<float>(MAX_REACH));
-    const bool useFootprints = footprints.load();
-
-    for (const Cell& cell : cells_) {
-        bool visible = true;
+    // Named through a reference: inside the bands' threads the variable's name means their own copy.
+    thread_local Scratch callerScratch;
+    Scratch& scratch = callerScratch;
+    std::vector<Visible>& visible = scratch.visible;
+    visible.clear();
+    for (const Cell& cell : index_.cells()) {
+        bool inside = true;
         for (const Plane& p : planes) {
             if (!boxTouches(p, cell.min, cell.max)) {
-                visible = false;
+                inside = false;
                 break;
             }
         }
-        if (!visible) {
+        if (!inside) {
             continue;
         }
-        for (std::uint32_t r = cell.firstRun; r < cell.endRun; ++r) {
-            const Run& run = runs_[r];
-            const float footprintScale = useFootprints ? FOOTPRINT * run.spacing : 0.0f;
-            for (std::uint32_t i = run.begin; i < run.end; ++i) {
-                const float dx = points[i].x - C.x;
-                const float dy = points[i].y - C.y;
-                const float dz = points[i].z - C.z;
-                const float depth = -(dx * B.x + dy * B.y + dz * B.z);
-                if (!(depth >= nearZ && depth <= farZ)) {
-                    continue;
-                }
-                const float scale = focal / depth;
-                const float px = (dx * R.x + dy * R.y + dz * R.z) * scale + halfW;
-                const float py = (dx * U.x + dy * U.y + dz * U.z) * scale + halfH;
-                if (!(px >= 0.0f && px < fw && py >= 0.0f && py < fh)) {
-                    continue;
-                }
-                // Positive floats order like their bit patterns, so depth and index make one comparable key;
-                // equal depths keep the lower index, which makes the answer deterministic.
-                const std::uint64_t key = (static_cast<std::uint64_t>(floatBits(depth)) << 32) | i;
-                const int cx = static_cast<int>(px);
-                const int cy = static_cast<int>(py);
-                // Half the footprint's side in pixels: 0 while the neighbours fall on the point's own pixel.
-                // Limited in float first: a point at the near plane can ask for more than an int holds.
-                const int reach = static_cast<int>(std::min(maxReach, footprintScale * scale + 0.5f));
-                const int x0 = std::max(0, cx - reach);
-                const int x1 = std::min(static_cast<int>(width) - 1, cx + reach);
-                const int y0 = std::max(0, cy - reach);
-                const int y1 = std::min(static_cast<int>(height) - 1, cy + reach);
-                // A disc rather than a square: sparse scans seen up close read as round samples, not blocks,
-                // and neighbours a spacing apart still overlap (0.9 of it is well beyond half a diagonal,
-                // also with a footprint centred on its point's pixel).
-                const int radius2 = reach * reach + reach;
-                for (int y = y0; y <= y1; ++y) {
-                    std::uint64_t* line = nearest.data() + static_cast<std::size_t>(y) * width;
-                    const int dy2 = (y - cy) * (y - cy);
-                    for (int x = x0; x <= x1; ++x) {
-                        if ((x - cx) * (x - cx) + dy2 <= radius2) {
-                            line[x] = std::min(line[x], key);
-                        }
-                    }
-                }
-            }
-        }
+        // The cell's points are read for its nearest corner, where they are seen largest.
+        const Vec3f middle = (cell.min + cell.max) * 0.5f;
+        const Vec3f half = (cell.max - cell.min) * 0.5f;
+        const float reachOut = std::fabs(half.x * camera.back.x) + std::fabs(half.y * camera.back.y) +
+                               std::fabs(half.z * camera.back.z);
+        const float centreDepth = camera.depthOf(middle);
+        const float nearest = std::max(centreDepth - reachOut, nearZ);
+        const std::uint32_t all = cell.end - cell.begin;
+        Vec3f direction = middle - camera.eye;
+        direction.normalize();
+        const std::uint32_t count = mode == Mode::Levels ? PointIndex::pointsFor(cell, nearest / camera.focal,
+                                                                                 direction, -camera.back)
+                                                         : all;
+        // A plane's noise along its normal shows as more depth the more it slants; footprints of anything
+        // else lie behind by as much as a 45 degree slope falls across them.
+        const bool flat = cell.normal != Vec3f{};
+        const float facing = std::max(std::fabs(cell.normal.dot(direction)), MIN_FACING);
+        Visible v{&cell,
+                  count,
+                  std::sqrt(static_cast<float>(all) / static_cast<float>(count)),
+                  flat,
+                  cell.normal,
+                  cell.normal.dot(camera.right),
+                  cell.normal.dot(camera.up),
+                  flat ? NOISE_DEVIATIONS * cell.thickness / facing : 0.0f,
+                  flat ? 0.0f : 1.0f + UNKNOWN_NOISE,
+                  0,
+                  0,
+                  0.0};
+        rowsOf(camera, cell, reachBound, v.top, v.bottom);
+        // Rows are balanced by points read and pixels they cover.
+        const float reach = std::min(maxReach, footprint * v.levelScale * cell.spacing * camera.focal /
+                                                   std::max(centreDepth, nearZ));
+        v.work = count * (1.0 + (2.0 * reach + 1.0) * (2.0 * reach + 1.0));
+        visible.push_back(v);
     }
 
-    for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
-        const std::uint64_t key = nearest[pixel];
-        if (key == std::numeric_limits<std::uint64_t>::max()) {
-            continue;
-        }
-        const PointCloud::Point& p = points[static_cast<std::uint32_t>(key)];
-        const float dx = p.x - C.x;
-        const float dy = p.y - C.y;
-        const float dz = p.z - C.z;
-        const float x = dx * R.x + dy * R.y + dz * R.z;
-        const float y = dx * U.x + dy * U.y + dz * U.z;
-        const float z = dx * B.x + dy * B.y + dz * B.z;
-        const auto column = static_cast<int>(pixel % width);
-        const auto row = static_cast<int>(pixel / width);
-        const float scale = focal / -z;
-        if (static_cast<int>(x * scale + halfW) == column && static_cast<int>(y * scale + halfH) == row) {
-            out.push_back({x, y, z, p.r, p.g, p.b, 255});
-        } else {
-            // A pixel of the point's footprint: the footprint's depth seen through the pixel's centre.
-            out.push_back({(static_cast<float>(column) + 0.5f - halfW) / scale,
-                           (static_cast<float>(row) + 0.5f - halfH) / scale, z, p.r, p.g, p.b, 255});
-        }
+    const unsigned threads = threads_.load() > 0 ? threads_.load() : coreCount();
+    const unsigned bands = std::min<unsigned>(threads, height);
+    splitRows(visible, height, bands, scratch);
+    scratch.nearest.resize(static_cast<std::size_t>(width) * height);
+    scratch.claimed.assign(bands + 1, 0);
+    const PointCloud::Point* points = cloud_.points().data();
+    auto rendererFor = [&]() {
+        return BandRenderer(camera, points, index_, scratch.nearest.data(), footprint, maxReach);
+    };
+    runParallel(bands, [&](unsigned band) {
+        scratch.claimed[band + 1] =
+            rendererFor().claim(visible, scratch.bandStart[band], scratch.bandStart[band + 1]);
+    });
+    // Each band answers straight into its own stretch of the result.
+    scratch.claimed[0] = out.size();
+    for (unsigned band = 0; band < bands; ++band) {
+        scratch.claimed[band + 1] += scratch.claimed[band];
     }
+    out.resize(scratch.claimed[bands]);
+    runParallel(bands, [&](unsigned band) {
+        rendererFor().answer(scratch.bandStart[band], scratch.bandStart[band + 1],
+                             out.data() + scratch.claimed[band]);
+    });
 }
 
 Ko_1_1::Vec3d<double> VisibilityQuery::startPosition() const {

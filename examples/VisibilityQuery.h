@@ -3,11 +3,13 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "common/Point3dRGBA.h"
 #include "common/Vec3d.h"
 #include "examples/PointCloud.h"
+#include "examples/PointIndex.h"
 
 namespace Demo {
 
@@ -17,19 +19,29 @@ namespace Demo {
 //
 // A scan is sparser than the query's pixels up close, and the viewer draws one small point per answer:
 // answered point by point, a wall a few metres away would be a dotted grey through which what lies behind
-// it shows. So each point covers a footprint as wide as the cloud's spacing around it seen from the camera
-// (the spacing is estimated per grid cell at construction), the nearest footprint wins each pixel, and every
-// covered pixel is answered: by the point itself on its own pixel, by the footprint's depth at the pixel's
-// centre elsewhere. Where the cloud is denser than the pixels a footprint is one pixel and the answer is
-// the plain nearest point per pixel.
+// it shows. So each point covers a footprint as wide as the cloud's spacing around it seen from the camera,
+// the nearest footprint wins each pixel, and every covered pixel is answered: by the point itself on its own
+// pixel, by the footprint's depth at the pixel's centre elsewhere.
 //
-// The cloud is sorted into a uniform grid once at construction; a query skips every cell whose bounding
-// box lies outside the camera's frustum, so its cost follows the visible points rather than the whole
-// cloud. Owns its cloud. query() is const and keeps its scratch memory per thread, so several threads may
-// query at once; construction and destruction must not overlap a query.
+// Far away a scan is denser than the pixels, and a huge one would cost its whole size per query. The cloud
+// is therefore ordered into level-of-detail cells once, at construction (PointIndex): a query skips every
+// cell outside the camera's frustum and reads each visible one only as far as its points still fill pixels
+// (at least one point a pixel, thinned evenly over the cell), with footprints as wide as the spacing of the
+// points read. Its cost follows the pixels it answers rather than the cloud. The work is split into bands of
+// image rows, one per core.
+//
+// Owns its cloud and reorders it. query() is const and keeps its scratch memory per calling thread, so
+// several threads may query at once; construction and destruction must not overlap a query.
 class VisibilityQuery {
 public:
-    explicit VisibilityQuery(PointCloud cloud);
+    // Levels: footprints over each cell's level of detail (the default). Footprints: every point with its
+    // footprint, the full-detail answer the levels stand in for. Points: every point on its own pixel only,
+    // the plain nearest point per pixel.
+    enum class Mode { Levels, Footprints, Points };
+
+    // progress (may be empty) hears fractions from 0 to 1 while the index is built, on the constructing
+    // thread, a few times a second at most and 1 at the end.
+    explicit VisibilityQuery(PointCloud cloud, std::function<void(double fraction)> progress = {});
 
     // Arguments as the viewer's point query passes them: horizontal field of view (radians; the vertical
     // one follows from the image's aspect), image size in pixels, near and far distances, the camera's
@@ -38,10 +50,13 @@ public:
                const Ko_1_1::Vec3d<double>& position, const Ko_1_1::Vec3d<double>& up,
                const Ko_1_1::Vec3d<double>& back, std::vector<VR::Point3dRGBA>& points) const;
 
-    // Footprints on (the default) or off: off, every point covers its own pixel only.
-    void setFootprints(bool on) { footprints.store(on); }
-    // The typical distance between neighbouring points of the cloud (the median over its cells).
-    float typicalSpacing() const { return medianSpacing; }
+    // Safe to change while another thread queries; a query already running keeps what it started with.
+    void setMode(Mode mode) { mode_.store(mode); }
+    // Threads one query uses: 0 (the default) for one per core. A host whose renderer needs a core can
+    // leave it one.
+    void setThreads(unsigned threads) { threads_.store(threads); }
+    // The typical distance between neighbouring points of the cloud (the median over its cells' parts).
+    float typicalSpacing() const { return index_.typicalSpacing(); }
 
     // Where the user's tracking origin should stand at the start, in world coordinates (z up): on the floor
     // in the middle of a room-sized scan, or on the ground beside the bounding box of a larger one.
@@ -51,33 +66,13 @@ public:
     static constexpr double ROOM_EXTENT = 40.0;
 
     const PointCloud& cloud() const { return cloud_; }
-    std::size_t cellCount() const { return cells_.size(); }
+    const PointIndex& index() const { return index_; }
 
 private:
-    struct Cell {
-        Ko_1_1::Vec3d<float> min;
-        Ko_1_1::Vec3d<float> max;
-        std::uint32_t begin;
-        std::uint32_t end;
-        // Its points in runs of like spacing: [firstRun, endRun) of runs_.
-        std::uint32_t firstRun;
-        std::uint32_t endRun;
-    };
-    // Points [begin, end) of one sub-cell and the distance between neighbouring points there.
-    struct Run {
-        std::uint32_t begin;
-        std::uint32_t end;
-        float spacing;
-    };
-
-    void buildGrid();
-
     PointCloud cloud_;
-    std::vector<Cell> cells_;
-    std::vector<Run> runs_;
-    float medianSpacing = 0.0f;
-    // A switch for comparisons, safe to flip while another thread queries.
-    std::atomic<bool> footprints{true};
+    PointIndex index_;
+    std::atomic<Mode> mode_{Mode::Levels};
+    std::atomic<unsigned> threads_{0};
 };
 
 } // namespace Demo

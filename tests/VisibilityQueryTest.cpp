@@ -3,8 +3,10 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <thread>
 #include <vector>
 
+#include "examples/PointIndex.h"
 #include "examples/SceneGenerator.h"
 #include "examples/VisibilityQuery.h"
 
@@ -55,7 +57,7 @@ TEST(VisibilityQuery, ReturnsVisiblePointsInCameraFrame) {
                                          {0, 1500, 1.5},
                                          {0, 0.01, 1.5},
                                          {0, 4, 1.5 + 0.6 * 4}}));
-    query.setFootprints(false);
+    query.setMode(Demo::VisibilityQuery::Mode::Points);
     // 90 degrees across 200 x 100 pixels: tan of the half angles 1 and 0.5.
     const std::vector<VR::Point3dRGBA> out = lookNorth(query, static_cast<float>(M_PI / 2), 200, 100);
     ASSERT_EQ(out.size(), 2u);
@@ -85,8 +87,8 @@ TEST(VisibilityQuery, KeepsNearestPointPerPixelAndHonoursImageSize) {
 TEST(VisibilityQuery, MatchesBruteForceOnGeneratedRoom) {
     const Demo::PointCloud room = Demo::SceneGenerator::generateRoom(300000, 7);
     Demo::VisibilityQuery query{Demo::PointCloud(room)};
-    query.setFootprints(false);
-    ASSERT_GT(query.cellCount(), 10u);
+    query.setMode(Demo::VisibilityQuery::Mode::Points);
+    ASSERT_GT(query.index().cells().size(), 10u);
 
     struct Camera {
         Vec3 position, up, back;
@@ -180,13 +182,127 @@ TEST(VisibilityQuery, FootprintsCloseSparseSurfacesAndKeepDenseOnesAsTheyAre) {
 
     // Dense: 1 cm spacing through 64 pixels is many points a pixel, and footprints change nothing.
     Demo::VisibilityQuery dense(wallWithBoxBehind(0.01));
+    dense.setMode(Demo::VisibilityQuery::Mode::Footprints);
     const std::vector<VR::Point3dRGBA> withFootprints = lookNorth(dense, 1.2f, 64, 64);
-    dense.setFootprints(false);
+    dense.setMode(Demo::VisibilityQuery::Mode::Points);
     const std::vector<VR::Point3dRGBA> plain = lookNorth(dense, 1.2f, 64, 64);
     ASSERT_EQ(withFootprints.size(), plain.size());
     for (std::size_t i = 0; i < plain.size(); ++i) {
         ASSERT_EQ(std::memcmp(&withFootprints[i], &plain[i], sizeof(VR::Point3dRGBA)), 0) << "point " << i;
     }
+}
+
+bool sameAnswers(const std::vector<VR::Point3dRGBA>& a, const std::vector<VR::Point3dRGBA>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(VR::Point3dRGBA)) == 0;
+}
+
+TEST(VisibilityQuery, LevelsAnswerAsFullDetailWhereTheCloudIsSparserThanThePixels) {
+    // 20 000 points over the room are several pixels apart at 400 x 300 pixels from anywhere in it.
+    Demo::VisibilityQuery query(Demo::SceneGenerator::generateRoom(20000, 7));
+    const Vec3 eye{0.5, -0.5, 1.6};
+    const Vec3 backs[] = {{-0.6, 0.8, 0}, {0.7, 0.1, 0.3}, {0.2, -0.9, 0.2}};
+    for (const Vec3& back : backs) {
+        auto ask = [&](Demo::VisibilityQuery::Mode mode, unsigned threads) {
+            query.setMode(mode);
+            query.setThreads(threads);
+            std::vector<VR::Point3dRGBA> out;
+            query.query(1.2f, 400, 300, 0.02f, 1000.0f, eye, {0, 0, 1}, back, out);
+            return out;
+        };
+        const std::vector<VR::Point3dRGBA> full = ask(Demo::VisibilityQuery::Mode::Footprints, 1);
+        ASSERT_GT(full.size(), 20000u);
+        ASSERT_LE(full.size(), 400u * 300u);
+        // Split into bands of rows, on any machine, and asked from two threads at once.
+        EXPECT_TRUE(sameAnswers(ask(Demo::VisibilityQuery::Mode::Levels, 3), full));
+        std::vector<VR::Point3dRGBA> fromOther;
+        std::thread other([&] {
+            query.query(1.2f, 400, 300, 0.02f, 1000.0f, eye, {0, 0, 1}, back, fromOther);
+        });
+        std::vector<VR::Point3dRGBA> fromThis;
+        query.query(1.2f, 400, 300, 0.02f, 1000.0f, eye, {0, 0, 1}, back, fromThis);
+        other.join();
+        EXPECT_TRUE(sameAnswers(fromThis, full));
+        EXPECT_TRUE(sameAnswers(fromOther, full));
+    }
+}
+
+TEST(VisibilityQuery, LevelsKeepDenseSurfacesClosed) {
+    // 1 cm spacing seen from 4 m through 200 pixels: several points a pixel, read as coarser levels. Face on
+    // and at a slant, the wall still fills every pixel that full detail fills, and hides the box.
+    Demo::VisibilityQuery query(wallWithBoxBehind(0.01));
+    const Vec3 backs[] = {{0, -1, 0}, {0.8, -0.6, 0}, {0, -0.5, -0.85}};
+    for (const Vec3& back : backs) {
+        auto ask = [&](Demo::VisibilityQuery::Mode mode) {
+            query.setMode(mode);
+            std::vector<VR::Point3dRGBA> out;
+            query.query(1.2f, 200, 200, 0.02f, 1000.0f, ORIGIN + Vec3{0, 0, 1.5}, {0, 0, 1}, back, out);
+            return out;
+        };
+        const std::size_t full = ask(Demo::VisibilityQuery::Mode::Footprints).size();
+        const std::vector<VR::Point3dRGBA> levels = ask(Demo::VisibilityQuery::Mode::Levels);
+        EXPECT_GE(levels.size(), full - full / 1000) << back.x << " " << back.z;
+        EXPECT_LE(levels.size(), 200u * 200u);
+        for (const auto& p : levels) {
+            ASSERT_NE(p.r, 2) << "the box behind the wall shows through";
+        }
+    }
+}
+
+TEST(PointIndex, PrefixesSpreadOverTheirCellsInProportion) {
+    Demo::PointCloud room = Demo::SceneGenerator::generateRoom(400000, 5);
+    std::vector<double> fractions;
+    const std::thread::id constructing = std::this_thread::get_id();
+    const Demo::PointIndex index(room.points(), [&](double fraction) {
+        EXPECT_EQ(std::this_thread::get_id(), constructing);
+        fractions.push_back(fraction);
+    });
+    ASSERT_FALSE(fractions.empty());
+    EXPECT_EQ(fractions.back(), 1.0);
+    EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
+
+    std::uint32_t covered = 0, checked = 0;
+    for (const Demo::PointIndex::Cell& cell : index.cells()) {
+        ASSERT_EQ(cell.begin, covered) << "cells cover the cloud once, in order";
+        covered = cell.end;
+        const std::uint32_t n = cell.end - cell.begin;
+        if (n < 1024) {
+            continue;
+        }
+        ++checked;
+        // Each quarter of the cell's box (split across its two widest sides; the third is the scanner's
+        // noise on a surface) holds its share of every prefix.
+        const float mid[3] = {0.5f * (cell.min.x + cell.max.x), 0.5f * (cell.min.y + cell.max.y),
+                              0.5f * (cell.min.z + cell.max.z)};
+        const float size[3] = {cell.max.x - cell.min.x, cell.max.y - cell.min.y, cell.max.z - cell.min.z};
+        const int thin = static_cast<int>(std::min_element(size, size + 3) - size);
+        auto octant = [&](const Demo::PointCloud::Point& p) {
+            const float at[3] = {p.x, p.y, p.z};
+            int quarter = 0;
+            for (int axis = 0, bit = 1; axis < 3; ++axis) {
+                if (axis != thin) {
+                    quarter |= at[axis] > mid[axis] ? bit : 0;
+                    bit <<= 1;
+                }
+            }
+            return quarter;
+        };
+        double all[8] = {};
+        for (std::uint32_t i = cell.begin; i < cell.end; ++i) {
+            ++all[octant(room.points()[i])];
+        }
+        for (const std::uint32_t k : {n / 64, n / 8, n / 3}) {
+            double prefix[8] = {};
+            for (std::uint32_t i = cell.begin; i < cell.begin + k; ++i) {
+                ++prefix[octant(room.points()[i])];
+            }
+            for (int o = 0; o < 4; ++o) {
+                const double expected = all[o] * k / n;
+                EXPECT_NEAR(prefix[o], expected, 2.0 + 0.2 * expected) << "quarter " << o << " of " << k;
+            }
+        }
+    }
+    EXPECT_EQ(covered, room.size());
+    EXPECT_GT(checked, 20u);
 }
 
 TEST(VisibilityQuery, IgnoresDegenerateRequests) {
