@@ -276,11 +276,16 @@ SessionScript::Frame SessionScript::advance(double seconds, std::uint64_t pointQ
             }
             // Queries are counted as they start: once two more have started after the one under way when
             // the wait began, two asked after it have been answered.
-            if (pointQueries < queriesBeforeWait + 3 && seconds - waitingSince < LONGEST_WAIT_SECONDS) {
+            const bool answered = pointQueries >= queriesBeforeWait + 3;
+            // An answered batch still goes to the GPU a share a frame before it is drawn and can be aimed at.
+            framesSinceAnswered = answered ? framesSinceAnswered + 1 : 0;
+            if (framesSinceAnswered < FRAMES_TO_DRAW_A_BATCH &&
+                seconds - waitingSince < LONGEST_WAIT_SECONDS) {
                 clock = event.time;
                 break;
             }
             waiting = false;
+            framesSinceAnswered = 0;
         } else if (frame.inputChanged[0] || frame.inputChanged[1]) {
             break;
         } else {

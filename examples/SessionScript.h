@@ -25,9 +25,9 @@
 // Input lines set the state they name and keep the rest: a trigger stays pulled until a later line lets it
 // go. Treadmill speeds are metres a second, orientations fractions of a full turn. `wait points` stops the
 // script's clock until the host has answered two point queries (one for each eye) that the viewer asked
-// after the line was reached, or for at most a minute: the points arrive on a low-priority thread, and on a
-// busy machine they can take many seconds, so a script waits for them before it aims at the scan (at the
-// start, and after a turn or a teleport).
+// after the line was reached and a few frames more have drawn them, or for at most a minute: the points
+// arrive on a low-priority thread, and on a busy machine they can take many seconds, so a script waits for
+// them before it aims at the scan (at the start, and after a turn or a teleport).
 //
 // The viewer reads the controllers once a frame, and on software GL a frame can take longer than the gap
 // between a press and its release, or than the pause before the hand moves on. So a frame that takes an
@@ -131,6 +131,9 @@ private:
     bool waiting = false;
     std::uint64_t queriesBeforeWait = 0;
     double waitingSince = 0.0;
+    int framesSinceAnswered = 0;
+    // Enough frames for the viewer to upload both eyes' answered batches (a full one takes a few frames).
+    static constexpr int FRAMES_TO_DRAW_A_BATCH = 12;
 
     struct Api;
     std::shared_ptr<const Api> api;

@@ -3,11 +3,16 @@
 // simulated one with a slow look-around or a session script. It is written as a host developer would
 // integrate the library: one IVRView, one VRManager, no runtime linked.
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "examples/DemoView.h"
@@ -22,6 +27,7 @@
 #include "examples/SceneGenerator.h"
 #include "examples/SessionScript.h"
 #include "examples/SimulatedRuntime.h"
+#include "examples/StartView.h"
 #include "examples/VisibilityQuery.h"
 #include "vr/VRManager.h"
 
@@ -40,9 +46,13 @@ bool endsWith(const std::string& text, const std::string& suffix) {
     return true;
 }
 
-Demo::PointCloud load(const std::string& path) {
+// The readers' notes and warnings follow the progress line, so that they are not overwritten by it.
+Demo::PointCloud load(const std::string& path, Demo::ScanLoad::Up up, double scale) {
     int lastPercent = -1;
-    auto progress = [&lastPercent](double fraction) {
+    Demo::ScanLoad scan;
+    scan.up = up;
+    scan.scale = scale;
+    scan.progress = [&lastPercent](double fraction) {
         const int percent = static_cast<int>(fraction * 100.0);
         if (percent / 10 != lastPercent / 10) {
             std::fprintf(stderr, "\rloading %3d%%", percent);
@@ -50,14 +60,27 @@ Demo::PointCloud load(const std::string& path) {
         }
     };
     Demo::PointCloud cloud;
-    if (endsWith(path, ".las")) {
-        cloud = Demo::LasReader::read(path, progress);
-    } else if (endsWith(path, ".ply")) {
-        cloud = Demo::PlyReader::read(path, progress);
-    } else {
-        throw Demo::ReadError(path, "unknown file type (the demo reads .las and .ply files)");
+    try {
+        if (endsWith(path, ".las")) {
+            cloud = Demo::LasReader::read(path, scan);
+        } else if (endsWith(path, ".ply")) {
+            cloud = Demo::PlyReader::read(path, scan);
+        } else {
+            throw Demo::ReadError(path, "unknown file type (the demo reads .las and .ply files)");
+        }
+    } catch (const Demo::ReadError&) {
+        if (lastPercent >= 0) {
+            std::fprintf(stderr, "\n");
+        }
+        throw;
     }
     std::fprintf(stderr, "\n");
+    for (const std::string& warning : scan.warnings) {
+        std::fprintf(stderr, "orvel_demo: warning: %s: %s\n", path.c_str(), warning.c_str());
+    }
+    for (const std::string& note : scan.notes) {
+        std::printf("%s: %s\n", path.c_str(), note.c_str());
+    }
     return cloud;
 }
 
@@ -160,11 +183,81 @@ std::string defaultMeasurementsPath(const std::string& scan) {
     return (hasExtension ? scan.substr(0, dot) : scan) + ".measurements.json";
 }
 
+std::string number(double value, int digits) {
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.*f", digits, value);
+    return text;
+}
+
+// A figure without samples is written as null: 0 would read as measured.
+std::string spreadJson(const VR::RunStatistics::Spread& s, int digits, bool p99, bool meanAndMax) {
+    auto value = [&s, digits](double v) { return s.samples == 0 ? std::string("null") : number(v, digits); };
+    std::string json = "{\"p50\": " + value(s.p50) + ", \"p95\": " + value(s.p95);
+    if (p99) {
+        json += ", \"p99\": " + value(s.p99);
+    }
+    if (meanAndMax) {
+        json += ", \"mean\": " + value(s.mean) + ", \"max\": " + value(s.max);
+    }
+    return json + "}";
+}
+
+// The session's figures (the README lists every key), written beside the file and renamed over it so that
+// a reader never sees half of it.
+void writeStatistics(const std::string& path, const VR::RunStatistics& s) {
+    std::string json = "{\n";
+    json += "  \"frames\": " + std::to_string(s.frames) + ",\n";
+    json += "  \"seconds\": " + number(s.seconds, 3) + ",\n";
+    json += "  \"frame_ms\": " + spreadJson(s.frameMs, 3, true, false) + ",\n";
+    json += "  \"render_cpu_ms\": " + spreadJson(s.renderCpuMs, 3, false, false) + ",\n";
+    json += "  \"queries\": " + std::to_string(s.queryMs.samples) + ",\n";
+    json += "  \"query_ms\": " + spreadJson(s.queryMs, 3, false, false) + ",\n";
+    json += "  \"batches\": " + std::to_string(s.pointsPerBatch.samples) + ",\n";
+    json += "  \"points_per_batch\": " + spreadJson(s.pointsPerBatch, 1, false, true) + ",\n";
+    json += "  \"seconds_at_quality\": [" + number(s.secondsAtQuality[0], 3) + ", " +
+            number(s.secondsAtQuality[1], 3) + ", " + number(s.secondsAtQuality[2], 3) + "],\n";
+    json += "  \"batches_drawn\": " + std::to_string(s.poseToPointsMs.samples) + ",\n";
+    json += "  \"pose_to_points_ms\": " + spreadJson(s.poseToPointsMs, 3, false, false) + "\n}\n";
+
+    const std::string temporary = path + ".tmp";
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out << json;
+        out.close();
+        if (!out) {
+            throw std::runtime_error(temporary + ": cannot be written");
+        }
+    }
+    std::error_code error;
+    std::filesystem::rename(temporary, path, error);
+    if (error) {
+        std::remove(temporary.c_str());
+        throw std::runtime_error(path + ": cannot be written (" + error.message() + ")");
+    }
+}
+
 void usage() {
     std::fprintf(stderr,
                  "usage: orvel_demo [FILE.las|FILE.ply] [--runtime openvr|simulated|auto] [--frames N]\n"
                  "                  [--screenshot FILE.png] [--measurements FILE.json]\n"
-                 "                  [--annotations FILE.json] [--no-meshes] [--script FILE]\n");
+                 "                  [--annotations FILE.json] [--no-meshes] [--script FILE]\n"
+                 "                  [--stats FILE.json]\n"
+                 "                  [--up y|z] [--scale F]\n"
+                 "                  [--start X,Y,Z] [--points N]\n");
+}
+
+// Three finite numbers separated by commas, nothing else.
+bool parsePosition(const char* text, Ko_1_1::Vec3d<double>& position) {
+    double* const axes[] = {&position.x, &position.y, &position.z};
+    for (int i = 0; i < 3; ++i) {
+        char* end = nullptr;
+        *axes[i] = std::strtod(text, &end);
+        if (end == text || !std::isfinite(*axes[i]) || *end != (i < 2 ? ',' : '\0')) {
+            return false;
+        }
+        text = end + 1;
+    }
+    return true;
 }
 
 } // namespace
@@ -176,8 +269,14 @@ int main(int argc, char** argv) {
         std::string measurementsPath;
         std::string annotationsPath;
         std::string scriptPath;
+        std::string statsPath;
         bool showMeshes = true;
+        Demo::ScanLoad::Up up = Demo::ScanLoad::Up::Detect;
+        double scale = 1.0;
         long frames = 0;
+        long roomPoints = 0;
+        bool startGiven = false;
+        Ko_1_1::Vec3d<double> start;
         RuntimeChoice runtimeChoice = RuntimeChoice::Auto;
         for (int i = 1; i < argc; ++i) {
             const std::string arg = argv[i];
@@ -208,6 +307,38 @@ int main(int argc, char** argv) {
                 annotationsPath = argv[++i];
             } else if (arg == "--script" && i + 1 < argc) {
                 scriptPath = argv[++i];
+            } else if (arg == "--start" && i + 1 < argc) {
+                if (!parsePosition(argv[++i], start)) {
+                    std::fprintf(stderr, "orvel_demo: --start takes X,Y,Z: the world position of the floor "
+                                         "under the user's feet\n");
+                    return 2;
+                }
+                startGiven = true;
+            } else if (arg == "--points" && i + 1 < argc) {
+                char* end = nullptr;
+                roomPoints = std::strtol(argv[++i], &end, 10);
+                // Beyond the upper bound the room no longer fits in a typical machine's memory.
+                if (end == argv[i] || *end != 0 || roomPoints < 1000 || roomPoints > 100000000) {
+                    std::fprintf(stderr,
+                                 "orvel_demo: --points takes a number of points from 1000 to 100000000\n");
+                    return 2;
+                }
+            } else if (arg == "--up" && i + 1 < argc) {
+                const std::string axis = argv[++i];
+                if (axis != "y" && axis != "z") {
+                    std::fprintf(stderr, "orvel_demo: --up takes y or z\n");
+                    return 2;
+                }
+                up = axis == "y" ? Demo::ScanLoad::Up::Y : Demo::ScanLoad::Up::Z;
+            } else if (arg == "--scale" && i + 1 < argc) {
+                char* end = nullptr;
+                scale = std::strtod(argv[++i], &end);
+                if (end == argv[i] || *end != 0 || !std::isfinite(scale) || scale <= 0.0) {
+                    std::fprintf(stderr, "orvel_demo: --scale takes a finite number greater than 0\n");
+                    return 2;
+                }
+            } else if (arg == "--stats" && i + 1 < argc) {
+                statsPath = argv[++i];
             } else if (arg == "--no-meshes") {
                 showMeshes = false;
             } else if (arg == "--help" || arg == "-h") {
@@ -220,6 +351,11 @@ int main(int argc, char** argv) {
             } else {
                 path = arg;
             }
+        }
+        if (roomPoints > 0 && !path.empty()) {
+            std::fprintf(stderr,
+                         "orvel_demo: --points sizes the generated room, which a scan file replaces\n");
+            return 2;
         }
 
         std::unique_ptr<Demo::SessionScript> script;
@@ -284,14 +420,36 @@ int main(int argc, char** argv) {
             }
         }
 
-        Demo::PointCloud cloud = path.empty() ? Demo::SceneGenerator::generateRoom() : load(path);
+        Demo::PointCloud cloud =
+            path.empty() ? Demo::SceneGenerator::generateRoom(roomPoints > 0
+                                                                  ? static_cast<std::size_t>(roomPoints)
+                                                                  : Demo::SceneGenerator::DEFAULT_POINT_COUNT)
+                         : load(path, up, scale);
         Ko_1_1::Vec3d<double> min, max;
         cloud.worldBounds(min, max);
         std::printf("%zu points, bounds (%.2f, %.2f, %.2f) .. (%.2f, %.2f, %.2f)\n", cloud.size(), min.x,
                     min.y, min.z, max.x, max.y, max.z);
-        auto query = std::make_shared<const Demo::VisibilityQuery>(std::move(cloud));
-        const Ko_1_1::Vec3d<double> start = query->startPosition();
+        if (startGiven) {
+            std::printf("starting where told (--start)\n");
+        } else {
+            const Demo::StartView startView(cloud);
+            start = startView.position();
+            std::printf("%s\n", startView.description().c_str());
+        }
         std::printf("starting at (%.2f, %.2f, %.2f)\n", start.x, start.y, start.z);
+        // The query's index is built once, as the last step of loading.
+        int indexedPercent = -1;
+        auto query = std::make_shared<const Demo::VisibilityQuery>(
+            std::move(cloud), [&indexedPercent](double fraction) {
+                const int percent = static_cast<int>(fraction * 100.0);
+                if (percent / 10 != indexedPercent / 10) {
+                    std::fprintf(stderr, "\rindexing %3d%%", percent);
+                    indexedPercent = percent;
+                }
+            });
+        if (indexedPercent >= 0) {
+            std::fprintf(stderr, "\n");
+        }
 
         Demo::DemoView view(query, std::move(objects));
         VR::VRManager manager(
@@ -322,6 +480,10 @@ int main(int argc, char** argv) {
         std::printf("VR session ended after %llu frames, %llu point queries (result %d)\n",
                     static_cast<unsigned long long>(view.frameCount()),
                     static_cast<unsigned long long>(view.pointQueries()), static_cast<int>(result));
+        if (!statsPath.empty()) {
+            writeStatistics(statsPath, manager.getStatistics());
+            std::printf("statistics written to %s\n", statsPath.c_str());
+        }
 
         if (simulated.present() && view.frameCount() > 0 && simulated.sessionsStarted() == 0) {
             std::fprintf(stderr, "orvel_demo: the viewer ran on another OpenVR library than %s\n",
