@@ -123,8 +123,11 @@ TEST_F(MinimalOpenVRTest, ControllersByRoleWithPoseStateAndHaptics) {
 
     vr::VRControllerState_t state{};
     EXPECT_EQ(openVR.getControllerState(&state, 1), &state);
-    EXPECT_EQ(state.ulButtonPressed, pressed);
-    EXPECT_EQ(state.ulButtonTouched, vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Touchpad));
+    // The structure is packed to 4 bytes, as the runtime lays it out: its 64-bit masks are read by value.
+    const std::uint64_t statePressed = state.ulButtonPressed;
+    const std::uint64_t stateTouched = state.ulButtonTouched;
+    EXPECT_EQ(statePressed, pressed);
+    EXPECT_EQ(stateTouched, vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Touchpad));
     EXPECT_EQ(state.rAxis[1].x, 0.3f);
     EXPECT_EQ(state.rAxis[4].y, 1.0f);
 
