@@ -144,7 +144,8 @@ bool fitPlane(const std::vector<Ko_1_1::Vec3d<double>>& points, Ko_1_1::Vec3d<do
 
 bool isWall(const Ko_1_1::Vec3d<double>& normal) {
     const double horizontal = std::sqrt(normal.x * normal.x + normal.y * normal.y);
-    return std::fabs(std::atan(normal.z / horizontal)) <= 0.7853981633974483;
+    // The slope angle |atan(nz / horizontal)|, also for a level surface, whose horizontal part is 0.
+    return std::atan2(std::fabs(normal.z), horizontal) <= 0.7853981633974483;
 }
 
 Ko_1_1::Vec3d<float> landingOffset(bool wall, const Ko_1_1::Vec3d<float>& hit,
