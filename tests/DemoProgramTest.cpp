@@ -12,20 +12,11 @@
 
 #include "examples/MeasurementStore.h"
 
-#if !defined(_WIN32)
-#include <sys/wait.h>
-#endif
+#include "tests/support/Process.h"
 
 namespace {
 
-int exitCodeOf(const std::string& command) {
-    const int status = std::system(command.c_str());
-#if defined(_WIN32)
-    return status;
-#else
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-#endif
-}
+using OrvelTest::exitCodeOf;
 
 // The picture must be opaque and show the generated room: the cleared background is the grey of 0.5, the
 // room's points cover much of the rest, in many colours.

@@ -9,20 +9,11 @@
 
 #include <nlohmann/json.hpp>
 
-#if !defined(_WIN32)
-#include <sys/wait.h>
-#endif
+#include "tests/support/Process.h"
 
 namespace {
 
-int exitCodeOf(const std::string& command) {
-    const int status = std::system(command.c_str());
-#if defined(_WIN32)
-    return status;
-#else
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-#endif
-}
+using OrvelTest::exitCodeOf;
 
 // A spread has exactly the keys named, each a number or null (no samples).
 void expectSpread(const nlohmann::json& file, const char* key, std::vector<const char*> names) {
