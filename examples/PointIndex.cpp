@@ -32,9 +32,9 @@ constexpr int PART_SHIFT = LEVELS - 2;
 constexpr std::uint32_t MIN_RUN = 4;
 constexpr float UNKNOWN = -1.0f;
 constexpr float EMPTY = 0.0f;
-// A level's points stand this far apart on screen, in pixels: footprints of 3 x 3 pixels still overlap into
-// a closed surface, and a pixel costs about one point.
-constexpr float LEVEL_SPACING = 1.0f;
+// A level's points stand this far apart on screen, in pixels: their footprints, reaching 0.9 of it, still
+// cover three by three pixels and close the surface, and a pixel costs less than one point.
+constexpr float LEVEL_SPACING = 1.15f;
 constexpr auto REPORT_INTERVAL = std::chrono::milliseconds(250);
 // Shares of the build's time, for the progress fractions.
 constexpr double SORTED = 0.5;
@@ -66,9 +66,6 @@ std::uint32_t reverseBits(std::uint32_t v, int bits) {
 
 // Points at most this thick, as a share of their width (in variance), lie on a plane.
 constexpr double FLAT = 0.2;
-// Planes seen at a slant count as seen at this angle's cosine at least: beyond it the footprints that close
-// them would grow wider than the detail they save is worth.
-constexpr float MIN_SLANT = 0.25f;
 
 // The plane the points lie on, from their covariance (sums relative to a point of theirs): its normal and
 // how far they stray from it; nothing where they do not lie on one.
@@ -107,10 +104,12 @@ void fitPlane(double n, const double sum[3], const double products[6], Vec3f& no
     if (!(smallest <= FLAT * middle)) {
         return;
     }
-    // The normal is orthogonal to every row of a - smallest: the longest cross product of two of them.
-    const Ko_1_1::Vec3d<double> rows[3] = {{a[0][0] - smallest, a[0][1], a[0][2]},
-                                           {a[1][0], a[1][1] - smallest, a[1][2]},
-                                           {a[2][0], a[2][1], a[2][2] - smallest}};
+    // The normal is orthogonal to every row of a - smallest: the longest cross product of two of them (in
+    // units of the largest spread, whatever the cloud's units).
+    const Ko_1_1::Vec3d<double> rows[3] = {
+        Ko_1_1::Vec3d<double>{a[0][0] - smallest, a[0][1], a[0][2]} * (1.0 / largest),
+        Ko_1_1::Vec3d<double>{a[1][0], a[1][1] - smallest, a[1][2]} * (1.0 / largest),
+        Ko_1_1::Vec3d<double>{a[2][0], a[2][1], a[2][2] - smallest} * (1.0 / largest)};
     Ko_1_1::Vec3d<double> best;
     for (int i = 0; i < 3; ++i) {
         const Ko_1_1::Vec3d<double> c = rows[i].cross(rows[(i + 1) % 3]);
@@ -341,7 +340,8 @@ private:
             ++bits;
         }
         const float inf = std::numeric_limits<float>::infinity();
-        Cell cell{{inf, inf, inf}, {-inf, -inf, -inf}, begin + from, begin + to, spacingBase, 0.0f, {}, 0.0f};
+        Cell cell{
+            {inf, inf, inf}, {-inf, -inf, -inf}, begin + from, begin + to, spacingBase, 0.0f, 0.0f, {}, 0.0f};
         const Point& first = points_[begin + static_cast<std::uint32_t>(keys_[from])];
         double sum[3] = {}, products[6] = {};
         std::uint32_t place = from;
@@ -494,10 +494,12 @@ void PointIndex::buildCells(std::vector<Point>& points, const Grid& grid,
         std::sort(bySpacing.begin(), bySpacing.end());
         std::uint32_t below = 0;
         for (const auto& [spacing, count] : bySpacing) {
-            below += count;
-            if (2 * below >= cell.end - cell.begin) {
-                cell.spacing = spacing;
-                break;
+            if (count > 0) {
+                below += count;
+                if (cell.spacing == 0.0f && 2 * below >= cell.end - cell.begin) {
+                    cell.spacing = spacing;
+                }
+                cell.maxSpacing = spacing;
             }
         }
     }
@@ -509,9 +511,9 @@ std::uint32_t PointIndex::pointsFor(const Cell& cell, float pixelSize, const Vec
     // A pinhole's pixels shrink towards the edges of a wide view: a surface facing the eye there covers
     // 1 / cos of the angle off the axis times the pixels it would in the middle, one seen at a slant that
     // much times the cosine of its slant. Anything that is not one plane counts as facing the eye.
-    const float offAxis = std::max(direction.dot(forward), MIN_SLANT);
+    const float offAxis = std::max(direction.dot(forward), MIN_FACING);
     const float facing =
-        cell.normal == Vec3f{} ? 1.0f : std::max(std::fabs(cell.normal.dot(direction)), MIN_SLANT);
+        cell.normal == Vec3f{} ? 1.0f : std::max(std::fabs(cell.normal.dot(direction)), MIN_FACING);
     const double target = static_cast<double>(LEVEL_SPACING) * pixelSize * std::sqrt(offAxis / facing);
     if (!(cell.spacing < target)) {
         return n;

@@ -34,10 +34,11 @@ public:
         std::uint32_t begin; // its points [begin, end), in subsample order
         std::uint32_t end;
         // Where its points' spacings start in the spacing table: point i has spacing
-        // spacings()[spacingBase + part(i)].
+        // spacings()[spacingBase + parts()[i]].
         std::uint32_t spacingBase;
-        // The spacing of its typical point at full detail.
+        // The spacing of its typical point at full detail, and of its sparsest.
         float spacing;
+        float maxSpacing;
         // The normal of the plane its points lie on, or zero where they do not lie on one: a plane seen at a
         // slant crowds its points into fewer pixels.
         Ko_1_1::Vec3d<float> normal;
@@ -53,8 +54,7 @@ public:
 
     const std::vector<Cell>& cells() const { return cells_; }
     const std::vector<float>& spacings() const { return spacings_; }
-    // Which part of its grid cell point i lies in; selects its spacing.
-    std::uint8_t part(std::size_t i) const { return parts_[i]; }
+    // For each point, which part of its grid cell it lies in: selects its spacing.
     const std::uint8_t* parts() const { return parts_.data(); }
     // The median spacing over the cloud.
     float typicalSpacing() const { return typicalSpacing_; }
@@ -66,6 +66,9 @@ public:
     static std::uint32_t pointsFor(const Cell& cell, float pixelSize, const Ko_1_1::Vec3d<float>& direction,
                                    const Ko_1_1::Vec3d<float>& forward);
 
+    // Planes seen at a slant count as seen at this angle's cosine at least: beyond it the footprints that
+    // close them would grow wider than the detail they save is worth.
+    static constexpr float MIN_FACING = 0.25f;
     // Most points a cell holds unless they crowd into a sliver of space too thin to split further.
     static constexpr std::uint32_t MAX_CELL_POINTS = 4096;
 

@@ -1,6 +1,7 @@
 #include "examples/VisibilityQuery.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -24,10 +25,11 @@ constexpr int MAX_REACH = 16;
 // Nor does a footprint reach further than this angle (radians) from its point, whatever the query's
 // resolution: at the periphery's coarse pixels a few pixels are already a large part of the view.
 constexpr float MAX_REACH_ANGLE = 0.03f;
+// Bands of image rows per thread.
+constexpr unsigned BANDS_PER_THREAD = 3;
 // Pixels ahead whose winning point is fetched early.
 constexpr int PREFETCH = 8;
-// Planes seen more obliquely than this cosine count as seen at it (see PointIndex::pointsFor).
-constexpr float MIN_FACING = 0.25f;
+constexpr float MIN_FACING = PointIndex::MIN_FACING;
 // A footprint lies behind its surface by this many standard deviations of the scanner's noise; by this share
 // of its radius besides the fall of the surface where the noise is not known.
 constexpr float NOISE_DEVIATIONS = 1.5f;
@@ -52,6 +54,24 @@ std::uint32_t floatBits(float value) {
     return bits;
 }
 
+// A pixel's claim: positive floats order like their bit patterns, so depth and point make one comparable
+// key, the nearest winning; equal depths keep the lower index, which makes the answer deterministic. The
+// depth's last bit tells a point on its own pixel (0) from its footprint around it (1): the former wins a
+// tie, and the answer knows which it gives without projecting again.
+constexpr std::uint64_t FOOTPRINT_BIT = std::uint64_t(1) << 32;
+
+std::uint64_t ownKey(float depth, std::uint32_t point) {
+    return ((static_cast<std::uint64_t>(floatBits(depth)) << 32) & ~FOOTPRINT_BIT) | point;
+}
+
+std::uint64_t footprintKey(float depth, std::uint32_t point) {
+    return (static_cast<std::uint64_t>(floatBits(depth)) << 32) | FOOTPRINT_BIT | point;
+}
+
+bool isOwn(std::uint64_t key) {
+    return (key & FOOTPRINT_BIT) == 0;
+}
+
 // The camera in the cloud's frame: position, right, up and back axes, and the pinhole's pixels.
 struct Camera {
     Vec3f eye, right, up, back;
@@ -64,7 +84,7 @@ struct Camera {
 };
 
 // A visible cell and how much of it a query reads: its first `count` points, standing `levelScale` times
-// their own spacing apart, which may touch image rows [top, bottom].
+// their own spacing apart, which may touch image rows [top, bottom] and columns [left, right].
 struct Visible {
     const Cell* cell;
     std::uint32_t count;
@@ -80,6 +100,12 @@ struct Visible {
     float behindPerRadius;
     int top;
     int bottom;
+    int left;
+    int right;
+    // Nothing the cell's points claim has a smaller key: where every pixel it may touch holds a smaller
+    // one already, the cell is hidden.
+    std::uint64_t claimsFrom;
+    float nearest; // depth of its nearest corner
     double work;
 };
 
@@ -92,13 +118,15 @@ struct Scratch {
     std::vector<std::size_t> claimed;
 };
 
-// Rows [top, bottom] a box's points can reach with footprints up to `reach` pixels; all rows where part of
-// the box lies behind the near plane, whose projection has no bound.
-void rowsOf(const Camera& camera, const Cell& cell, int reach, int& top, int& bottom) {
-    top = 0;
-    bottom = camera.height - 1;
-    float lowest = std::numeric_limits<float>::infinity();
-    float highest = -lowest;
+// The rows and columns a box's points can reach with footprints up to `reach` pixels; all of the image where
+// part of the box lies behind the near plane, whose projection has no bound.
+void extentOf(const Camera& camera, const Cell& cell, int reach, Visible& v) {
+    v.top = 0;
+    v.bottom = camera.height - 1;
+    v.left = 0;
+    v.right = camera.width - 1;
+    float low = std::numeric_limits<float>::infinity(), high = -low;
+    float leftmost = low, rightmost = high;
     for (int corner = 0; corner < 8; ++corner) {
         const Vec3f p{corner & 1 ? cell.max.x : cell.min.x, corner & 2 ? cell.max.y : cell.min.y,
                       corner & 4 ? cell.max.z : cell.min.z};
@@ -106,15 +134,23 @@ void rowsOf(const Camera& camera, const Cell& cell, int reach, int& top, int& bo
         if (!(depth >= camera.nearZ)) {
             return;
         }
-        const float y = (p - camera.eye).dot(camera.up) * (camera.focal / depth) + camera.halfH;
-        lowest = std::min(lowest, y);
-        highest = std::max(highest, y);
+        const float perUnit = camera.focal / depth;
+        const float x = (p - camera.eye).dot(camera.right) * perUnit + camera.halfW;
+        const float y = (p - camera.eye).dot(camera.up) * perUnit + camera.halfH;
+        low = std::min(low, y);
+        high = std::max(high, y);
+        leftmost = std::min(leftmost, x);
+        rightmost = std::max(rightmost, x);
     }
-    // Limited in float first: a corner just beyond the near plane projects far outside any int. One row
+    // Limited in float first: a corner just beyond the near plane projects far outside any int. One pixel
     // more either side for rounding.
-    const float limit = static_cast<float>(camera.height);
-    top = std::max(top, static_cast<int>(std::clamp(std::floor(lowest), -1.0f, limit)) - reach - 1);
-    bottom = std::min(bottom, static_cast<int>(std::clamp(std::floor(highest), -1.0f, limit)) + reach + 1);
+    auto pixel = [](float at, int size) {
+        return static_cast<int>(std::clamp(std::floor(at), -1.0f, static_cast<float>(size)));
+    };
+    v.top = std::max(v.top, pixel(low, camera.height) - reach - 1);
+    v.bottom = std::min(v.bottom, pixel(high, camera.height) + reach + 1);
+    v.left = std::max(v.left, pixel(leftmost, camera.width) - reach - 1);
+    v.right = std::min(v.right, pixel(rightmost, camera.width) + reach + 1);
 }
 
 // Splits rows [0, height) into `count` bands of about equal work; band b is [start[b], start[b + 1]).
@@ -173,13 +209,35 @@ public:
         : camera_(camera), points_(points), index_(index), nearest_(nearest), footprint_(footprint),
           maxReach_(maxReach) {}
 
-    // Lets the visible cells' points claim the pixels of rows [top, bottom); returns how many were claimed.
+    // Lets the visible cells' points, nearest first, claim the pixels of rows [top, bottom); returns how many
+    // were claimed. Now and then it notes the farthest claim in each square of pixels, and passes over the
+    // cells that lie wholly behind what their squares show already.
     std::size_t claim(const std::vector<Visible>& visible, int top, int bottom) {
         const std::size_t width = static_cast<std::size_t>(camera_.width);
         std::fill(nearest_ + top * width, nearest_ + bottom * width, NOTHING);
+        double total = 0.0;
         for (const Visible& v : visible) {
-            if (v.top < bottom && v.bottom >= top) {
-                splat(v, top, bottom);
+            total += v.top < bottom && v.bottom >= top ? v.work : 0.0;
+        }
+        top_ = top;
+        bottom_ = bottom;
+        columns_ = (camera_.width + SQUARE - 1) / SQUARE;
+        farthest_.assign(static_cast<std::size_t>(columns_) * ((bottom - top + SQUARE - 1) / SQUARE),
+                         NOTHING);
+        double done = 0.0;
+        int notes = 0;
+        for (const Visible& v : visible) {
+            if (v.top >= bottom || v.bottom < top) {
+                continue;
+            }
+            if (notes > 0 && hidden(v)) {
+                continue;
+            }
+            splat(v, top, bottom);
+            done += v.work;
+            if (notes < NOTES && done >= total * (notes + 1) / (NOTES + 1)) {
+                noteFarthest();
+                ++notes;
             }
         }
         return static_cast<std::size_t>(
@@ -194,6 +252,33 @@ public:
     }
 
 private:
+    bool hidden(const Visible& v) const {
+        const int firstRow = (std::max(v.top, top_) - top_) / SQUARE;
+        const int lastRow = (std::min(v.bottom, bottom_ - 1) - top_) / SQUARE;
+        for (int row = firstRow; row <= lastRow; ++row) {
+            const std::uint64_t* squares = farthest_.data() + static_cast<std::size_t>(row) * columns_;
+            for (int column = v.left / SQUARE; column <= v.right / SQUARE; ++column) {
+                if (squares[column] >= v.claimsFrom) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    }
+
+    void noteFarthest() {
+        const std::size_t width = static_cast<std::size_t>(camera_.width);
+        std::fill(farthest_.begin(), farthest_.end(), 0);
+        for (int y = top_; y < bottom_; ++y) {
+            const std::uint64_t* line = nearest_ + static_cast<std::size_t>(y) * width;
+            std::uint64_t* squares =
+                farthest_.data() + static_cast<std::size_t>((y - top_) / SQUARE) * columns_;
+            for (int x = 0; x < camera_.width; ++x) {
+                squares[x / SQUARE] = std::max(squares[x / SQUARE], line[x]);
+            }
+        }
+    }
+
     void splat(const Visible& v, int top, int bottom) {
         const Camera& c = camera_;
         const float* spacings = index_.spacings().data() + v.cell->spacingBase;
@@ -219,9 +304,7 @@ private:
             }
             const int cx = static_cast<int>(px);
             const int cy = static_cast<int>(py);
-            // Positive floats order like their bit patterns, so depth and index make one comparable key;
-            // equal depths keep the lower index, which makes the answer deterministic.
-            const std::uint64_t key = (static_cast<std::uint64_t>(floatBits(depth)) << 32) | i;
+            const std::uint64_t key = ownKey(depth, i);
             // Half the footprint's side in pixels: 0 while the neighbours fall on the point's own pixel.
             // Limited in float first: a point at the near plane can ask for more than an int holds.
             const int reach =
@@ -251,21 +334,14 @@ private:
             const float first = depth + v.behind + radius * v.behindPerRadius +
                                 alongX * (static_cast<float>(cx) + 0.5f - px) +
                                 alongY * (static_cast<float>(cy) + 0.5f - py);
-            auto around = [&](int x, int y) {
-                const float d =
-                    first + alongX * static_cast<float>(x - cx) + alongY * static_cast<float>(y - cy);
-                return (static_cast<std::uint64_t>(floatBits(d)) << 32) | i;
-            };
             // Most points, those of every level that fills its pixels, cover three by three pixels.
             if (reach == 1 && cx > 0 && cx + 1 < c.width && cy > top && cy + 1 < bottom) {
                 std::uint64_t* line = centre - width - 1;
-                float rowDepth = first - alongX - alongY;
-                for (int row = 0; row < 3; ++row, line += width, rowDepth += alongY) {
-                    line[0] = std::min(line[0], (static_cast<std::uint64_t>(floatBits(rowDepth)) << 32) | i);
-                    line[1] = std::min(line[1],
-                                       (static_cast<std::uint64_t>(floatBits(rowDepth + alongX)) << 32) | i);
-                    line[2] = std::min(
-                        line[2], (static_cast<std::uint64_t>(floatBits(rowDepth + 2.0f * alongX)) << 32) | i);
+                for (int row = -1; row <= 1; ++row, line += width) {
+                    const float rowDepth = first + alongY * static_cast<float>(row);
+                    line[0] = std::min(line[0], footprintKey(rowDepth - alongX, i));
+                    line[1] = std::min(line[1], footprintKey(rowDepth, i));
+                    line[2] = std::min(line[2], footprintKey(rowDepth + alongX, i));
                 }
                 *centre = std::min(*centre, key);
                 continue;
@@ -282,8 +358,12 @@ private:
                 std::uint64_t* line = nearest_ + static_cast<std::size_t>(y) * width;
                 const int half = halfWidths[y > cy ? y - cy : cy - y];
                 const int xEnd = std::min(x1, cx + half);
-                for (int x = std::max(x0, cx - half); x <= xEnd; ++x) {
-                    line[x] = std::min(line[x], around(x, y));
+                const int xBegin = std::max(x0, cx - half);
+                // Computed alike for every band, so that where bands meet they agree to the last bit.
+                const float rowDepth = first + alongY * static_cast<float>(y - cy);
+                for (int x = xBegin; x <= xEnd; ++x) {
+                    line[x] =
+                        std::min(line[x], footprintKey(rowDepth + alongX * static_cast<float>(x - cx), i));
                 }
             }
             if (centreInBand) {
@@ -310,17 +390,20 @@ private:
             const float dx = p.x - c.eye.x;
             const float dy = p.y - c.eye.y;
             const float dz = p.z - c.eye.z;
-            const float x = dx * c.right.x + dy * c.right.y + dz * c.right.z;
-            const float y = dx * c.up.x + dy * c.up.y + dz * c.up.z;
             const float z = dx * c.back.x + dy * c.back.y + dz * c.back.z;
-            const float perUnit = c.focal / -z;
-            if (static_cast<int>(x * perUnit + c.halfW) == column &&
-                static_cast<int>(y * perUnit + c.halfH) == row) {
-                *out++ = {x, y, z, p.r, p.g, p.b, 255};
+            if (isOwn(key)) {
+                *out++ = {dx * c.right.x + dy * c.right.y + dz * c.right.z,
+                          dx * c.up.x + dy * c.up.y + dz * c.up.z,
+                          z,
+                          p.r,
+                          p.g,
+                          p.b,
+                          255};
             } else {
                 // A pixel of the point's footprint: the footprint's depth seen through the pixel's centre.
-                *out++ = {(static_cast<float>(column) + 0.5f - c.halfW) / perUnit,
-                          (static_cast<float>(row) + 0.5f - c.halfH) / perUnit,
+                const float perPixel = -z / c.focal;
+                *out++ = {(static_cast<float>(column) + 0.5f - c.halfW) * perPixel,
+                          (static_cast<float>(row) + 0.5f - c.halfH) * perPixel,
                           z,
                           p.r,
                           p.g,
@@ -332,12 +415,19 @@ private:
     }
 
     static const Discs DISCS;
+    // Squares of pixels (this many a side) whose farthest claim is noted, and how often a band notes them.
+    static constexpr int SQUARE = 16;
+    static constexpr int NOTES = 2;
     const Camera& camera_;
     const PointCloud::Point* points_;
     const PointIndex& index_;
     std::uint64_t* nearest_;
     float footprint_;
     float maxReach_;
+    int top_ = 0;
+    int bottom_ = 0;
+    int columns_ = 0;
+    std::vector<std::uint64_t> farthest_;
 };
 
 const Discs BandRenderer::DISCS;
@@ -392,7 +482,6 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
     const Mode mode = mode_.load();
     const float footprint = mode == Mode::Points ? 0.0f : FOOTPRINT;
     const float maxReach = std::clamp(MAX_REACH_ANGLE * camera.focal, 1.0f, static_cast<float>(MAX_REACH));
-    const int reachBound = mode == Mode::Points ? 0 : static_cast<int>(maxReach);
 
     // Named through a reference: inside the bands' threads the variable's name means their own copy.
     thread_local Scratch callerScratch;
@@ -438,17 +527,42 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
                   flat ? 0.0f : 1.0f + UNKNOWN_NOISE,
                   0,
                   0,
+                  0,
+                  0,
+                  0,
+                  nearest,
                   0.0};
-        rowsOf(camera, cell, reachBound, v.top, v.bottom);
+        // No point of the cell reaches further than this many pixels from its own.
+        const int widest = static_cast<int>(
+            std::min(maxReach, footprint * v.levelScale * cell.maxSpacing * camera.focal / nearest + 0.5f));
+        extentOf(camera, cell, widest, v);
         // Rows are balanced by points read and pixels they cover.
         const float reach = std::min(maxReach, footprint * v.levelScale * cell.spacing * camera.focal /
                                                    std::max(centreDepth, nearZ));
         v.work = count * (1.0 + (2.0 * reach + 1.0) * (2.0 * reach + 1.0));
+        // Its points lie no nearer than its nearest corner; footprints that follow a plane may reach nearer,
+        // by at most their reach (and a pixel) times the most the plane's depth changes per pixel.
+        if (centreDepth - reachOut > nearZ) {
+            float nearestClaim = nearest;
+            if (flat) {
+                nearestClaim -= 1.5f * static_cast<float>(widest + 1) * (centreDepth + reachOut) /
+                                (camera.focal * MIN_FACING);
+            }
+            // Less a little for the rounding of each point's own depth.
+            nearestClaim *= 0.9999f;
+            v.claimsFrom = nearestClaim > 0.0f ? ownKey(nearestClaim, 0) : 0;
+        }
         visible.push_back(v);
     }
+    // Nearest first, so that what they hide can be passed over.
+    std::sort(visible.begin(), visible.end(), [](const Visible& a, const Visible& b) {
+        return a.nearest < b.nearest || (a.nearest == b.nearest && a.cell < b.cell);
+    });
 
-    const unsigned threads = threads_.load() > 0 ? threads_.load() : coreCount();
-    const unsigned bands = std::min<unsigned>(threads, height);
+    // A few bands a thread, taken in turn, so that a thread the system sets aside for a moment holds up
+    // only the band it has.
+    const unsigned threads = std::min<unsigned>(threads_.load() > 0 ? threads_.load() : coreCount(), height);
+    const unsigned bands = std::min<unsigned>(threads * BANDS_PER_THREAD, height);
     splitRows(visible, height, bands, scratch);
     scratch.nearest.resize(static_cast<std::size_t>(width) * height);
     scratch.claimed.assign(bands + 1, 0);
@@ -456,54 +570,31 @@ void VisibilityQuery::query(float horizontalFov, unsigned short width, unsigned 
     auto rendererFor = [&]() {
         return BandRenderer(camera, points, index_, scratch.nearest.data(), footprint, maxReach);
     };
-    runParallel(bands, [&](unsigned band) {
-        scratch.claimed[band + 1] =
-            rendererFor().claim(visible, scratch.bandStart[band], scratch.bandStart[band + 1]);
+    const std::size_t before = out.size();
+    std::atomic<unsigned> nextBand{0};
+    runParallel(threads, [&](unsigned thread) {
+        // Room for an answer in every pixel, made while the other threads claim.
+        if (thread == 0) {
+            out.resize(before + static_cast<std::size_t>(width) * height);
+        }
+        for (unsigned band = nextBand++; band < bands; band = nextBand++) {
+            scratch.claimed[band + 1] =
+                rendererFor().claim(visible, scratch.bandStart[band], scratch.bandStart[band + 1]);
+        }
     });
     // Each band answers straight into its own stretch of the result.
-    scratch.claimed[0] = out.size();
+    scratch.claimed[0] = before;
     for (unsigned band = 0; band < bands; ++band) {
         scratch.claimed[band + 1] += scratch.claimed[band];
     }
-    out.resize(scratch.claimed[bands]);
-    runParallel(bands, [&](unsigned band) {
-        rendererFor().answer(scratch.bandStart[band], scratch.bandStart[band + 1],
-                             out.data() + scratch.claimed[band]);
+    nextBand = 0;
+    runParallel(threads, [&](unsigned) {
+        for (unsigned band = nextBand++; band < bands; band = nextBand++) {
+            rendererFor().answer(scratch.bandStart[band], scratch.bandStart[band + 1],
+                                 out.data() + scratch.claimed[band]);
+        }
     });
-}
-
-Ko_1_1::Vec3d<double> VisibilityQuery::startPosition() const {
-    if (cloud_.empty()) {
-        return cloud_.origin();
-    }
-    Vec3 min, max;
-    cloud_.worldBounds(min, max);
-    // The floor is the height below which only a sliver of the points lies, so that stray points under
-    // the floor (multipath, noise) do not sink the user.
-    constexpr int BINS = 1024;
-    std::vector<std::size_t> histogram(BINS, 0);
-    const double lo = min.z - cloud_.origin().z;
-    const double range = std::max(max.z - min.z, 1e-6);
-    for (const PointCloud::Point& p : cloud_.points()) {
-        const int bin = std::clamp(static_cast<int>((p.z - lo) / range * BINS), 0, BINS - 1);
-        ++histogram[bin];
-    }
-    const std::size_t limit = cloud_.size() / 100;
-    std::size_t below = 0;
-    int bin = 0;
-    while (bin < BINS - 1 && below + histogram[bin] <= limit) {
-        below += histogram[bin];
-        ++bin;
-    }
-    const double floor = min.z + range * bin / BINS;
-    const double cx = 0.5 * (min.x + max.x);
-    const double cy = 0.5 * (min.y + max.y);
-    const double extent = std::max(max.x - min.x, max.y - min.y);
-    if (extent <= ROOM_EXTENT) {
-        return {cx, cy, floor};
-    }
-    // Outside a large scan, a little in front of its southern edge, where the whole of it lies ahead.
-    return {cx, min.y - 0.05 * (max.y - min.y), floor};
+    out.resize(scratch.claimed[bands]);
 }
 
 } // namespace Demo

@@ -21,14 +21,17 @@ namespace Demo {
 // answered point by point, a wall a few metres away would be a dotted grey through which what lies behind
 // it shows. So each point covers a footprint as wide as the cloud's spacing around it seen from the camera,
 // the nearest footprint wins each pixel, and every covered pixel is answered: by the point itself on its own
-// pixel, by the footprint's depth at the pixel's centre elsewhere.
+// pixel, by the footprint's depth at the pixel's centre elsewhere. Where a surface is one plane its
+// footprints follow it, and they lie a little behind it (beyond the scanner's noise): each pixel then shows
+// the point that fell in it, footprints fill only the gaps, and still hide whatever lies behind the surface.
 //
 // Far away a scan is denser than the pixels, and a huge one would cost its whole size per query. The cloud
 // is therefore ordered into level-of-detail cells once, at construction (PointIndex): a query skips every
 // cell outside the camera's frustum and reads each visible one only as far as its points still fill pixels
-// (at least one point a pixel, thinned evenly over the cell), with footprints as wide as the spacing of the
-// points read. Its cost follows the pixels it answers rather than the cloud. The work is split into bands of
-// image rows, one per core.
+// (about one a pixel, thinned evenly over the cell), with footprints as wide as the spacing of the points
+// read. Cells are read nearest first, and one wholly behind what is already there is passed over. So a
+// query's cost follows the pixels it answers rather than the cloud. The image is split into bands of rows,
+// one per core.
 //
 // Owns its cloud and reorders it. query() is const and keeps its scratch memory per calling thread, so
 // several threads may query at once; construction and destruction must not overlap a query.
@@ -57,13 +60,6 @@ public:
     void setThreads(unsigned threads) { threads_.store(threads); }
     // The typical distance between neighbouring points of the cloud (the median over its cells' parts).
     float typicalSpacing() const { return index_.typicalSpacing(); }
-
-    // Where the user's tracking origin should stand at the start, in world coordinates (z up): on the floor
-    // in the middle of a room-sized scan, or on the ground beside the bounding box of a larger one.
-    Ko_1_1::Vec3d<double> startPosition() const;
-
-    // Above this horizontal extent (world units) a scan counts as outdoor for startPosition().
-    static constexpr double ROOM_EXTENT = 40.0;
 
     const PointCloud& cloud() const { return cloud_; }
     const PointIndex& index() const { return index_; }

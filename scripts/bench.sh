@@ -27,7 +27,8 @@ for arg in "$@"; do
     esac
 done
 if [ ${#programs[@]} -eq 0 ]; then
-    programs=(orvel_bench_query_pcl orvel_bench_query orvel_bench_periphery orvel_bench_point_upload)
+    programs=(orvel_bench_query_pcl orvel_bench_query orvel_bench_periphery orvel_bench_point_upload
+              orvel_bench_point_draw)
 fi
 
 build=${ORVEL_BUILD_DIR:-build}
@@ -40,8 +41,8 @@ for program in "${programs[@]}"; do
     echo "== $program, load before: $(uptime)"
     command=("$build/bench/$program" "--benchmark_out=$results/$program.json" --benchmark_out_format=json
              ${options[@]+"${options[@]}"})
-    # The point upload benchmark draws with OpenGL: under Xvfb where there is no display.
-    if [ "$program" = orvel_bench_point_upload ] && ! { [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; }; then
+    # The point upload and draw benchmarks use OpenGL: under Xvfb where there is no display.
+    if [[ "$program" == orvel_bench_point_* ]] && ! { [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; }; then
         xvfb-run -a -s "-noreset -screen 0 1920x1080x24" "${command[@]}"
     else
         "${command[@]}"
