@@ -1,8 +1,9 @@
 #include "engine/Buffer.h"
 
 #include <cstdint>
-
 #include <utility>
+
+#include "engine/GLFunctions.h"
 
 namespace Brume {
 
@@ -49,10 +50,12 @@ Buffer::Buffer(GLenum usage, std::size_t stride, std::vector<Attribute> attribut
         }
     }
     glGenBuffers(1, &id);
+    countGLObjects(1);
 }
 
 Buffer::~Buffer() {
     glDeleteBuffers(1, &id);
+    countGLObjects(-1);
 }
 
 void Buffer::upload(const void* data, std::int32_t bytes) {

@@ -1,5 +1,6 @@
 #include "engine/GLFunctions.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -22,7 +23,17 @@ int glMinor = 0;
 thread_local int cachedMaxTextureSize = -1;
 thread_local int cachedMaxTextureUnits = -1;
 
+std::atomic<long long> glObjects{0};
+
 } // namespace
+
+long long liveGLObjects() {
+    return glObjects.load(std::memory_order_relaxed);
+}
+
+void countGLObjects(int change) {
+    glObjects.fetch_add(change, std::memory_order_relaxed);
+}
 
 int initGLFunctions() {
     glMajor = 0;

@@ -31,6 +31,12 @@ ORVEL_VR_EXPORT void GLAPIENTRY onGLDebugMessage(GLenum source, GLenum type, GLu
                                                  GLsizei length, const GLchar* message,
                                                  const void* userParam);
 
+// GL objects the engine's classes hold in this process (buffers, vertex arrays, textures, framebuffers,
+// shaders, programs): a count that keeps rising over a long session is a leak of GL memory.
+ORVEL_VR_EXPORT long long liveGLObjects();
+// Kept by the engine's classes as they make and delete their objects.
+void countGLObjects(int change);
+
 // Reports the name of every GL call made through the loader before it runs (tests, call tracing).
 // Null switches observation off and the calls go straight to the driver again.
 using GLCallHook = void (*)(const char* name);

@@ -3,19 +3,23 @@
 #include <utility>
 
 #include "engine/Exception.h"
+#include "engine/GLFunctions.h"
 
 namespace Brume {
 
 Geometry::Geometry(GLenum mode) : mode(mode) {
     glGenVertexArrays(1, &vertexArray);
+    countGLObjects(1);
 }
 
 Geometry::~Geometry() {
     if (indices) {
         glDeleteBuffers(1, &indices->id);
         indices.reset();
+        countGLObjects(-1);
     }
     glDeleteVertexArrays(1, &vertexArray);
+    countGLObjects(-1);
 }
 
 void Geometry::addBuffer(std::shared_ptr<Buffer> buffer) {
@@ -36,6 +40,7 @@ void Geometry::setIndices(const void* data, std::size_t count, GLenum type, std:
     if (!indices) {
         indices = std::make_unique<Indices>();
         glGenBuffers(1, &indices->id);
+        countGLObjects(1);
     }
     indices->count = count;
     indices->type = type;

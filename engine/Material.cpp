@@ -15,10 +15,12 @@ Material::Material() {
     if (program == 0) {
         throw Exception("Failed to create program.");
     }
+    countGLObjects(1);
 }
 
 Material::~Material() {
     glDeleteProgram(program);
+    countGLObjects(-1);
     textures.clear();
     shaders.clear();
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/Exception.h"
+#include "engine/GLFunctions.h"
 
 namespace Brume {
 
@@ -14,6 +15,7 @@ Shader::Shader(std::string source, GLenum type) {
     if (id == 0) {
         throw Exception("Failed to create shader.");
     }
+    countGLObjects(1);
     const GLchar* text = source.c_str();
     glShaderSource(id, 1, &text, nullptr);
     glCompileShader(id);
@@ -23,19 +25,24 @@ Shader::Shader(std::string source, GLenum type) {
     if (status != 0) {
         return;
     }
+    // The destructor does not run for a shader that failed, so its name goes here.
     GLint length = 0;
     glGetShaderiv(id, GL_INFO_LOG_LENGTH, &length);
-    if (length < 1) {
-        throw Exception("Failed to compile shader.");
+    std::string message = "Failed to compile shader.";
+    if (length >= 1) {
+        // The driver's log is the most useful message there is; it goes out untouched, without its zero.
+        std::vector<GLchar> log(static_cast<std::size_t>(length));
+        glGetShaderInfoLog(id, length, nullptr, log.data());
+        message.assign(log.data(), static_cast<std::size_t>(length - 1));
     }
-    // The driver's log is the most useful message there is; it goes out untouched, without its zero.
-    std::vector<GLchar> log(static_cast<std::size_t>(length));
-    glGetShaderInfoLog(id, length, nullptr, log.data());
-    throw Exception(std::string(log.data(), static_cast<std::size_t>(length - 1)));
+    glDeleteShader(id);
+    countGLObjects(-1);
+    throw Exception(message);
 }
 
 Shader::~Shader() {
     glDeleteShader(id);
+    countGLObjects(-1);
 }
 
 std::shared_ptr<Shader> loadShaderFile(std::string path, GLenum type) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "engine/Exception.h"
+#include "engine/GLFunctions.h"
 #include "engine/Texture.h"
 
 namespace Brume {
@@ -16,6 +17,7 @@ Target::Target(std::shared_ptr<Texture> colorBuffer, std::shared_ptr<Texture> de
         throw Exception("depthBuffer must not be nullptr");
     }
     glGenFramebuffers(1, &framebuffer);
+    countGLObjects(1);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, this->colorBuffer->getId(),
                            0);
@@ -27,12 +29,14 @@ Target::Target(std::shared_ptr<Texture> colorBuffer, std::shared_ptr<Texture> de
     if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
         glDeleteFramebuffers(1, &framebuffer);
         framebuffer = 0;
+        countGLObjects(-1);
         throw Exception("Frame buffer incomplete.");
     }
 }
 
 Target::~Target() {
     glDeleteFramebuffers(1, &framebuffer);
+    countGLObjects(-1);
     framebuffer = 0;
     depthBuffer.reset();
     colorBuffer.reset();

@@ -1,6 +1,7 @@
 #include "engine/Texture.h"
 
 #include "engine/Exception.h"
+#include "engine/GLFunctions.h"
 
 namespace Brume {
 
@@ -85,6 +86,7 @@ Texture::Texture(int width, int height, GLenum format, GLenum magFilter, GLenum 
     : format(format), width(width), height(height) {
     BindingScope scope;
     glGenTextures(1, &id);
+    countGLObjects(1);
     scope.bind(id);
 
     PixelFormat pixels{};
@@ -94,6 +96,7 @@ Texture::Texture(int width, int height, GLenum format, GLenum magFilter, GLenum 
         // The destructor will not run for a texture that was never made; its name must not leak.
         glDeleteTextures(1, &id);
         id = 0;
+        countGLObjects(-1);
         throw;
     }
     if (format == GL_BGR) {
@@ -112,6 +115,7 @@ Texture::Texture(int width, int height, GLenum format, GLenum magFilter, GLenum 
 
 Texture::~Texture() {
     glDeleteTextures(1, &id);
+    countGLObjects(-1);
 }
 
 void Texture::setData(const void* pixels, int unpackAlignment) {

@@ -3,16 +3,22 @@
 // simulated one with a slow look-around or a session script. It is written as a host developer would
 // integrate the library: one IVRView, one VRManager, no runtime linked.
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "examples/DemoView.h"
@@ -217,7 +223,8 @@ void writeStatistics(const std::string& path, const VR::RunStatistics& s) {
     json += "  \"seconds_at_quality\": [" + number(s.secondsAtQuality[0], 3) + ", " +
             number(s.secondsAtQuality[1], 3) + ", " + number(s.secondsAtQuality[2], 3) + "],\n";
     json += "  \"batches_drawn\": " + std::to_string(s.poseToPointsMs.samples) + ",\n";
-    json += "  \"pose_to_points_ms\": " + spreadJson(s.poseToPointsMs, 3, false, false) + "\n}\n";
+    json += "  \"pose_to_points_ms\": " + spreadJson(s.poseToPointsMs, 3, false, false) + ",\n";
+    json += "  \"gl_objects\": " + std::to_string(s.glObjects) + "\n}\n";
 
     const std::string temporary = path + ".tmp";
     {
@@ -236,12 +243,64 @@ void writeStatistics(const std::string& path, const VR::RunStatistics& s) {
     }
 }
 
+volatile std::sig_atomic_t interrupted = 0;
+
+void onInterrupt(int) {
+    interrupted = 1;
+}
+
+// Beside the session, on its own thread: ends it when the program is interrupted (Ctrl+C, a terminating
+// signal), which the viewer asks for through closeVR from any thread, and rewrites the statistics file
+// every so often when told to, so that a long session can be watched while it runs.
+class SessionWatch {
+public:
+    SessionWatch(VR::VRManager& manager, std::string statsPath, double statsEverySeconds)
+        : thread([this, &manager, statsPath, statsEverySeconds] {
+              using Clock = std::chrono::steady_clock;
+              const auto every = std::chrono::duration<double>(statsEverySeconds);
+              auto nextStats = Clock::now() + std::chrono::duration_cast<Clock::duration>(every);
+              std::unique_lock<std::mutex> lock(mutex);
+              while (!done) {
+                  wake.wait_for(lock, std::chrono::milliseconds(100));
+                  if (interrupted != 0 && !closing) {
+                      closing = true;
+                      std::fprintf(stderr, "orvel_demo: interrupted, ending the session\n");
+                      manager.closeVR();
+                  }
+                  if (statsEverySeconds > 0.0 && Clock::now() >= nextStats) {
+                      nextStats += std::chrono::duration_cast<Clock::duration>(every);
+                      try {
+                          writeStatistics(statsPath, manager.getStatistics());
+                      } catch (const std::exception& e) {
+                          std::fprintf(stderr, "orvel_demo: %s\n", e.what());
+                      }
+                  }
+              }
+          }) {}
+
+    ~SessionWatch() {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            done = true;
+        }
+        wake.notify_all();
+        thread.join();
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool done = false;
+    bool closing = false;
+    std::thread thread;
+};
+
 void usage() {
     std::fprintf(stderr,
                  "usage: orvel_demo [FILE.las|FILE.ply] [--runtime openvr|simulated|auto] [--frames N]\n"
                  "                  [--screenshot FILE.png] [--measurements FILE.json]\n"
                  "                  [--annotations FILE.json] [--no-meshes] [--script FILE]\n"
-                 "                  [--stats FILE.json]\n"
+                 "                  [--stats FILE.json] [--stats-every SECONDS]\n"
                  "                  [--up y|z] [--scale F]\n"
                  "                  [--start X,Y,Z] [--points N]\n");
 }
@@ -270,6 +329,7 @@ int main(int argc, char** argv) {
         std::string annotationsPath;
         std::string scriptPath;
         std::string statsPath;
+        double statsEverySeconds = 0.0;
         bool showMeshes = true;
         Demo::ScanLoad::Up up = Demo::ScanLoad::Up::Detect;
         double scale = 1.0;
@@ -339,6 +399,14 @@ int main(int argc, char** argv) {
                 }
             } else if (arg == "--stats" && i + 1 < argc) {
                 statsPath = argv[++i];
+            } else if (arg == "--stats-every" && i + 1 < argc) {
+                char* end = nullptr;
+                statsEverySeconds = std::strtod(argv[++i], &end);
+                if (end == argv[i] || *end != 0 || !std::isfinite(statsEverySeconds) ||
+                    statsEverySeconds < 1.0) {
+                    std::fprintf(stderr, "orvel_demo: --stats-every takes a number of seconds, at least 1\n");
+                    return 2;
+                }
             } else if (arg == "--no-meshes") {
                 showMeshes = false;
             } else if (arg == "--help" || arg == "-h") {
@@ -355,6 +423,11 @@ int main(int argc, char** argv) {
         if (roomPoints > 0 && !path.empty()) {
             std::fprintf(stderr,
                          "orvel_demo: --points sizes the generated room, which a scan file replaces\n");
+            return 2;
+        }
+
+        if (statsEverySeconds > 0.0 && statsPath.empty()) {
+            std::fprintf(stderr, "orvel_demo: --stats-every needs --stats FILE.json\n");
             return 2;
         }
 
@@ -473,7 +546,13 @@ int main(int argc, char** argv) {
                 }
             });
         }
-        const VR::VRGlobals::ErrorCodes result = manager.runRenderLoop();
+        std::signal(SIGINT, onInterrupt);
+        std::signal(SIGTERM, onInterrupt);
+        VR::VRGlobals::ErrorCodes result = VR::VRGlobals::NoError;
+        {
+            SessionWatch watch(manager, statsPath, statsEverySeconds);
+            result = manager.runRenderLoop();
+        }
         if (script) {
             script->stop();
         }

@@ -1,6 +1,7 @@
 // The run's figures from whole runs on the simulated runtime, reached through the library's loading path.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 
@@ -50,9 +51,11 @@ TEST_F(RunStatisticsTest, FiguresAgreeWithTheRunAndStartFromZeroForTheNext) {
     VR::VRManager manager({0.0f, 0.0f, 0.0f}, &host);
     std::uint64_t frame = 0;
     bool countsAgreed = true;
+    std::int64_t heldGLObjects = 0;
     host.onViewTransform = [&] {
         const VR::RunStatistics during = manager.getStatistics();
         countsAgreed = countsAgreed && during.frames == frame && during.frameMs.samples == frame;
+        heldGLObjects = std::max(heldGLObjects, during.glObjects);
         ++frame;
         if ((frame >= 20 && during.poseToPointsMs.samples > 0) || frame == 5000) {
             manager.closeVR();
@@ -65,6 +68,8 @@ TEST_F(RunStatisticsTest, FiguresAgreeWithTheRunAndStartFromZeroForTheNext) {
 
     const VR::RunStatistics s = manager.getStatistics();
     EXPECT_TRUE(countsAgreed) << "a snapshot during the run counts the frames completed so far";
+    EXPECT_GT(heldGLObjects, 10);
+    EXPECT_EQ(s.glObjects, 0) << "every GL object made for the run is deleted at its end";
     EXPECT_EQ(s.frames, static_cast<std::uint64_t>(host.count("setViewTransform")));
     EXPECT_EQ(s.renderCpuMs.samples, s.frames);
     expectOrdered(s.frameMs, "frame");
@@ -102,6 +107,7 @@ TEST_F(RunStatisticsTest, FiguresAgreeWithTheRunAndStartFromZeroForTheNext) {
     ASSERT_EQ(next.runRenderLoop(), VR::VRGlobals::NoError);
     const VR::RunStatistics t = next.getStatistics();
     EXPECT_EQ(t.frames, 3u);
+    EXPECT_EQ(t.glObjects, 0);
     EXPECT_EQ(t.queryMs.samples, static_cast<std::uint64_t>(second.count("queryPoints")));
     EXPECT_EQ(manager.getStatistics().frames, s.frames) << "the first run's figures stay as they were";
 }

@@ -35,6 +35,9 @@ struct RunStatistics {
     Spread poseToPointsMs;
     // Seconds the point grabber spent at quality level 1, 2 and 3.
     std::array<double, 3> secondsAtQuality{};
+    // GL objects (buffers, vertex arrays, textures, framebuffers, shaders, programs) the viewer holds at
+    // the moment; after the run, those it failed to delete.
+    std::int64_t glObjects = 0;
 };
 
 } // namespace VR

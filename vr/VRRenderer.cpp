@@ -514,7 +514,9 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
 }
 
 RunStatistics VRRenderer::getStatistics() const {
-    return recorder->snapshot(Platform::monotonicNanoseconds());
+    RunStatistics statistics = recorder->snapshot(Platform::monotonicNanoseconds());
+    statistics.glObjects = Brume::liveGLObjects();
+    return statistics;
 }
 
 std::int64_t VRRenderer::hostCpuNanoseconds() const {
