@@ -9,7 +9,7 @@
 namespace Demo {
 
 DemoView::DemoView(std::shared_ptr<const VisibilityQuery> query_, HostObjects objects)
-    : query(std::move(query_)), store(std::move(objects.measurements)),
+    : query(std::move(query_)), origin(objects.origin), store(std::move(objects.measurements)),
       annotations(std::move(objects.annotations)), meshes(std::move(objects.meshes)),
       random(std::random_device{}()) {
     pointSize = suggestedPointSize(query ? query->cloud().size() : 0);
@@ -23,7 +23,7 @@ void DemoView::queryPoints(float horizontalFov, unsigned short width, unsigned s
     ++queries;
     // Paused, the answer stays empty and the viewer keeps showing what it already has.
     if (query && !streamingPaused.load()) {
-        query->query(horizontalFov, width, height, nearZ, farZ, position, up, back, points);
+        query->query(horizontalFov, width, height, nearZ, farZ, position + origin, up, back, points);
     }
 }
 

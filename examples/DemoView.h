@@ -18,10 +18,16 @@ namespace Demo {
 
 // What the host shows besides the points. The measurements may be null (nothing is kept then); annotations
 // and meshes are fixed for the run.
+//
+// The viewer keeps its camera in floats, which at survey coordinates of millions move in half-metre steps.
+// A scan far from the world's origin is therefore shown relative to a point of its own: the viewer's
+// coordinates are the world's less `origin`, which the query adds back to the camera, and the objects here
+// are given in the viewer's coordinates (the measurement store converts its file).
 struct HostObjects {
     std::shared_ptr<MeasurementStore> measurements;
     std::vector<VR::AnnotationData> annotations;
     std::vector<VR::MeshData> meshes;
+    Ko_1_1::Vec3d<double> origin;
 };
 
 // The demo host's view: answers the viewer's point query from a VisibilityQuery, keeps the measurements the
@@ -97,6 +103,7 @@ private:
     void showMeasurements();
 
     std::shared_ptr<const VisibilityQuery> query;
+    Ko_1_1::Vec3d<double> origin;
     const std::shared_ptr<MeasurementStore> store;
     const std::vector<VR::AnnotationData> annotations;
     const std::vector<VR::MeshData> meshes;

@@ -108,6 +108,14 @@ MeasurementStore::MeasurementStore(std::string path) : file(std::move(path)) {
     }
 }
 
+void MeasurementStore::setOrigin(const Ko_1_1::Vec3d<double>& origin_) {
+    std::lock_guard<std::mutex> lock(mutex);
+    origin = origin_;
+    if (exists(file)) {
+        list = ObjectFiles::parseMeasurements(ObjectFiles::readFile(file), file, origin);
+    }
+}
+
 std::vector<VR::MeasurementData> MeasurementStore::measurements() const {
     std::lock_guard<std::mutex> lock(mutex);
     return list;
@@ -132,7 +140,7 @@ bool MeasurementStore::removeLast() {
 void MeasurementStore::save() {
     const std::string temporary = file + ".tmp";
     try {
-        writeDurably(temporary, ObjectFiles::formatMeasurements(list));
+        writeDurably(temporary, ObjectFiles::formatMeasurements(list, origin));
         if (beforeReplace) {
             beforeReplace(temporary);
         }

@@ -27,6 +27,9 @@ public:
     ~MeasurementStore() = default;
 
     const std::string& path() const { return file; }
+    // The viewer's coordinates are world coordinates less this origin (see ObjectFiles); set before the
+    // run, it reads the file's measurements again relative to it. Throws as the constructor does.
+    void setOrigin(const Ko_1_1::Vec3d<double>& origin);
     std::vector<VR::MeasurementData> measurements() const;
 
     // Both keep the change in memory even when the write fails, and then throw std::runtime_error
@@ -45,6 +48,7 @@ private:
     void save(); // with the mutex held
 
     std::string file;
+    Ko_1_1::Vec3d<double> origin;
     mutable std::mutex mutex;
     std::vector<VR::MeasurementData> list;
     std::function<void(const std::string&)> beforeReplace;

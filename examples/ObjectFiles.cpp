@@ -71,7 +71,8 @@ double shortestDecimal(float value) {
 } // namespace
 
 std::vector<VR::MeasurementData> ObjectFiles::parseMeasurements(const std::string& text,
-                                                                const std::string& path) {
+                                                                const std::string& path,
+                                                                const Ko_1_1::Vec3d<double>& origin) {
     const Json root = parseJson(text, path);
     if (!root.is_object()) {
         throw ReadError(path, "the top level must be an object");
@@ -103,20 +104,23 @@ std::vector<VR::MeasurementData> ObjectFiles::parseMeasurements(const std::strin
             if (!readPoint(point, p)) {
                 throw ReadError(path, where + "has a point that is not [x, y, z] in numbers");
             }
-            measurement.points.push_back(
-                {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])});
+            measurement.points.push_back({static_cast<float>(p[0] - origin.x),
+                                          static_cast<float>(p[1] - origin.y),
+                                          static_cast<float>(p[2] - origin.z)});
         }
         measurements.push_back(std::move(measurement));
     }
     return measurements;
 }
 
-std::string ObjectFiles::formatMeasurements(const std::vector<VR::MeasurementData>& measurements) {
+std::string ObjectFiles::formatMeasurements(const std::vector<VR::MeasurementData>& measurements,
+                                            const Ko_1_1::Vec3d<double>& origin) {
     Json list = Json::array();
     for (const VR::MeasurementData& measurement : measurements) {
         Json points = Json::array();
         for (const Ko_1_1::Vec3d<float>& p : measurement.points) {
-            points.push_back({shortestDecimal(p.x), shortestDecimal(p.y), shortestDecimal(p.z)});
+            points.push_back({origin.x + shortestDecimal(p.x), origin.y + shortestDecimal(p.y),
+                              origin.z + shortestDecimal(p.z)});
         }
         list.push_back({{"uuid", measurement.uuid}, {"points", std::move(points)}});
     }

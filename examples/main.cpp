@@ -3,6 +3,7 @@
 // simulated one with a slow look-around or a session script. It is written as a host developer would
 // integrate the library: one IVRView, one VRManager, no runtime linked.
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -38,6 +39,9 @@
 #include "vr/VRManager.h"
 
 namespace {
+
+// Beyond this distance (world units) from the world's origin a float resolves less than a millimetre.
+constexpr double FAR_FROM_ORIGIN = 8192.0;
 
 bool endsWith(const std::string& text, const std::string& suffix) {
     if (text.size() < suffix.size()) {
@@ -305,6 +309,18 @@ void usage() {
                  "                  [--start X,Y,Z] [--points N]\n");
 }
 
+// The options followed by a value of their own.
+bool takesValue(const std::string& option) {
+    for (const char* name :
+         {"--frames", "--runtime", "--screenshot", "--measurements", "--annotations", "--script", "--start",
+          "--points", "--up", "--scale", "--stats", "--stats-every"}) {
+        if (option == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Three finite numbers separated by commas, nothing else.
 bool parsePosition(const char* text, Ko_1_1::Vec3d<double>& position) {
     double* const axes[] = {&position.x, &position.y, &position.z};
@@ -340,6 +356,13 @@ int main(int argc, char** argv) {
         RuntimeChoice runtimeChoice = RuntimeChoice::Auto;
         for (int i = 1; i < argc; ++i) {
             const std::string arg = argv[i];
+            // No value starts with "--": an option whose value was left out must not take the next option as
+            // its value, which would turn that option's own value into the scan to load.
+            if (takesValue(arg) && (i + 1 >= argc || std::string(argv[i + 1]).rfind("--", 0) == 0)) {
+                std::fprintf(stderr, "orvel_demo: %s needs a value\n", arg.c_str());
+                usage();
+                return 2;
+            }
             if (arg == "--frames" && i + 1 < argc) {
                 char* end = nullptr;
                 frames = std::strtol(argv[++i], &end, 10);
@@ -510,6 +533,19 @@ int main(int argc, char** argv) {
             std::printf("%s\n", startView.description().c_str());
         }
         std::printf("starting at (%.2f, %.2f, %.2f)\n", start.x, start.y, start.z);
+        // Far from the world's origin the viewer works relative to the scan's own (see HostObjects).
+        const Ko_1_1::Vec3d<double> scanOrigin = cloud.origin();
+        if (std::max({std::fabs(scanOrigin.x), std::fabs(scanOrigin.y), std::fabs(scanOrigin.z)}) >
+            FAR_FROM_ORIGIN) {
+            objects.origin = scanOrigin;
+            objects.measurements->setOrigin(objects.origin);
+            for (VR::AnnotationData& annotation : objects.annotations) {
+                annotation.position = annotation.position - objects.origin;
+            }
+            std::printf("the viewer's coordinates are relative to (%.2f, %.2f, %.2f)\n", objects.origin.x,
+                        objects.origin.y, objects.origin.z);
+        }
+        start = start - objects.origin;
         // The query's index is built once, as the last step of loading.
         int indexedPercent = -1;
         auto query = std::make_shared<const Demo::VisibilityQuery>(

@@ -18,14 +18,18 @@ void click(VR::IVRView& view, Demo::TabletPage::Action action) {
 } // namespace
 
 // A measurement from the viewer's two points to the file, and the tablet's buttons acting on the host, all
-// through the interface the viewer calls.
+// through the interface the viewer calls; the scan lies at survey coordinates, and the viewer's coordinates
+// are relative to its origin.
 TEST(DemoView, SavesFinishedMeasurementsAndObeysTheTablet) {
     OrvelTest::TempFolder folder;
     const std::string path = folder.path("room.measurements.json");
-    Demo::PointCloud cloud(Ko_1_1::Vec3d<double>{0.0, 0.0, 0.0});
-    cloud.addWorld(0.0, 5.0, 1.5, 9, 8, 7);
+    const Ko_1_1::Vec3d<double> origin{512000.0, 5000000.0, 100.0};
+    Demo::PointCloud cloud(origin);
+    cloud.addWorld(512000.0, 5000005.0, 101.5, 9, 8, 7);
     Demo::HostObjects objects;
     objects.measurements = std::make_shared<Demo::MeasurementStore>(path);
+    objects.measurements->setOrigin(origin);
+    objects.origin = origin;
     Demo::DemoView demo(std::make_shared<const Demo::VisibilityQuery>(std::move(cloud)), std::move(objects));
     VR::IVRView& view = demo;
 
@@ -54,6 +58,7 @@ TEST(DemoView, SavesFinishedMeasurementsAndObeysTheTablet) {
     const auto saved = Demo::MeasurementStore(path).measurements();
     ASSERT_EQ(saved.size(), 1u) << "written as soon as it was finished";
     EXPECT_EQ(saved[0].uuid, pending.uuid);
+    EXPECT_EQ(saved[0].points[1].y, 5000002.0f) << "in world coordinates";
     EXPECT_TRUE(view.getHtmlImage(pixels, width, height)) << "the page lists the new measurement";
 
     click(view, Demo::TabletPage::Action::DeleteLast);

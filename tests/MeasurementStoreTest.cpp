@@ -55,6 +55,22 @@ TEST(MeasurementStore, SavesEveryChangeAndLoadsItBackExactly) {
         EXPECT_EQ(loaded[i].points, expected.points) << "floats survive the decimal text bit for bit";
     }
     EXPECT_NE(contents(path).find("2.35,"), std::string::npos) << "written as the short decimal";
+
+    // At survey coordinates the file keeps the world's: a float relative to the origin given would
+    // otherwise resolve half a metre there.
+    const Ko_1_1::Vec3d<double> origin{512000.0, 5000000.0, 100.0};
+    reloaded.setOrigin(origin);
+    EXPECT_EQ(reloaded.measurements()[0].points[0].y, static_cast<float>(2.35 - 5000000.0))
+        << "read again relative to the origin";
+    reloaded.removeLast();
+    reloaded.removeLast();
+    const VR::MeasurementData far{{{0.1f, 2.35f, -0.1f}, {-3.5f, 2.5f, 0.0f}}, "far"};
+    reloaded.add(far);
+    EXPECT_NE(contents(path).find("5000002.35,"), std::string::npos) << contents(path);
+    EXPECT_NE(contents(path).find("512000.1,"), std::string::npos) << contents(path);
+    Demo::MeasurementStore again(path);
+    again.setOrigin(origin);
+    EXPECT_EQ(again.measurements()[0].points, far.points);
 }
 
 TEST(MeasurementStore, ReportsDamagedFilesWithTheirPathAndNeverTouchesThem) {

@@ -44,6 +44,12 @@ if(ORVEL_BUILD_EXAMPLES)
             COMMAND sh -c "\"$0\" --runtime simulated --script no-such-script.txt; test $? -eq 2"
                 $<TARGET_FILE:orvel_demo>)
         set_tests_properties(DemoProgram.RefusesUnreadableScript PROPERTIES TIMEOUT 20)
+        # An option whose value was left out ends the program at once with exit code 2, whatever follows it:
+        # the next option is not taken for its value (nor that option's value for the scan).
+        add_test(NAME DemoProgram.RefusesOptionWithoutValue
+            COMMAND sh -c "for args in '--stats --runtime simulated --frames 1' '--screenshot --frames 1' '--frames 1 --up'; do \"$0\" $args; test $? -eq 2 || exit 1; done"
+                $<TARGET_FILE:orvel_demo>)
+        set_tests_properties(DemoProgram.RefusesOptionWithoutValue PROPERTIES TIMEOUT 20)
         # The program links no stand-in: nothing of the simulated runtime's or walking platform's control
         # API is left for the loader to resolve.
         if(CMAKE_NM)
