@@ -12,3 +12,7 @@ add_custom_command(TARGET vr_broken_resources_tests POST_BUILD
     COMMAND ${CMAKE_COMMAND} -E rm -f $<TARGET_FILE_DIR:vr_broken_resources_tests>/VR/Shader/Blur.frg
             $<TARGET_FILE_DIR:vr_broken_resources_tests>/VR/Shader/Controller.frg
     VERBATIM)
+
+# Hosts that throw, answer nonsense or break the rules of their records, in whole runs.
+orvel_add_test(hostile_host_tests GL SOURCES HostileHostTest.cpp LIBS orvel_simvr)
+set_target_properties(hostile_host_tests PROPERTIES BUILD_RPATH "$<TARGET_FILE_DIR:orvel_simvr>")

@@ -1,16 +1,20 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <string>
 #include <thread>
 
 #include "common/IVRView.h"
 
 namespace VR {
 
-// Stands between the library and the host's view: every call passes through unchanged, and the calls made on
-// the timed thread add the CPU time that thread spent inside the host, so that the frame loop can tell its
-// own CPU time from the host's. Owned by the VR renderer, which hands it to everything that calls the host.
-// The grabber threads' calls pass through untimed.
+// Stands between the library and the host's view: every call passes through, and the calls made on the timed
+// thread add the CPU time that thread spent inside the host, so that the frame loop can tell its own CPU time
+// from the host's. Answers the viewer cannot take as they are (a point size below 1, records that cannot be
+// told apart, text that is not UTF-8) are logged once for the view's life; only the point size is changed.
+// Owned by the VR renderer, which hands it to everything that calls the host. The grabber threads' calls pass
+// through untimed.
 class TimedHostView final : public IVRView {
 public:
     explicit TimedHostView(IVRView& host) : host(host) {}
@@ -56,10 +60,14 @@ public:
 
 private:
     template <typename Call> auto timed(Call&& call) -> decltype(call());
+    // True the first time one of the faults is reported; any thread.
+    bool firstReport(unsigned fault) { return (reported.fetch_or(fault) & fault) == 0; }
+    std::string checkedLengthText(std::string text);
 
     IVRView& host;
     std::thread::id timedThread;
     std::int64_t hostCpu = 0;
+    std::atomic<unsigned> reported{0};
 };
 
 } // namespace VR

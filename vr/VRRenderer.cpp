@@ -101,6 +101,20 @@ void logException(const std::exception& e) {
     logLine(L"Exception caught: %s\n", utf8ToWide(e.what()).c_str());
 }
 
+// The close notice comes after the run's own catch; what the host throws from it must not reach the host's
+// call to init or runRenderLoop.
+void tellHostClosed(IVRView& view) {
+    try {
+        view.onVrClosed();
+    } catch (const std::exception& e) {
+        logException(e);
+    }
+}
+
+bool isFinite(const Ko_1_1::Vec3d<float>& v) {
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
 // The primary monitor's mode, fetched once for the process: full screen always uses that mode. A copy is
 // kept rather than GLFW's pointer, which dies with glfwTerminate when a host runs several sessions.
 const GLFWvidmode* cachedVideoMode() {
@@ -166,6 +180,11 @@ std::shared_ptr<Brume::Target> makeTarget(unsigned width, unsigned height, GLenu
 VRRenderer::VRRenderer(Ko_1_1::Vec3d<float> startPosition, IVRView* view_, std::shared_ptr<IOpenVR> openVr_)
     : openVr(std::move(openVr_)), view(view_), recorder(std::make_unique<RunRecorder>()),
       cameraPosition(startPosition) {
+    if (!isFinite(cameraPosition)) {
+        // Every matrix of the run derives from it: the host would be told of a non-finite view each frame.
+        logLine(L"Start position is not finite; starting at the origin\n");
+        cameraPosition = {0.0f, 0.0f, 0.0f};
+    }
     if (view != nullptr) {
         hostView = std::make_unique<TimedHostView>(*view);
         view = hostView.get();
@@ -256,12 +275,8 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
 
         createSceneObjects();
 
-        // The worker starts once the head's first pose is known: started earlier it would ask the host for
-        // what the world origin sees.
-        for (int eye = 0; eye < 2; ++eye) {
-            auto camera = streamedCamera(eye, Ko_1_1::Mat4d<float>());
-            pointGrabber->setCameraToWorldMatrix(camera, static_cast<unsigned long long>(eye));
-        }
+        // Before the frame loop hands it its cameras the worker would ask the host what an unset camera sees.
+        pointGrabber->waitForCameras();
         pointGrabber->startThread();
 
         treadmill = std::make_shared<Virtualizer>();
@@ -280,7 +295,7 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
         logException(e);
         // The set-up undoes itself: the host sees a renderer as it was before init, told of the close once.
         releaseResources();
-        view->onVrClosed();
+        tellHostClosed(*view);
         return VRGlobals::InitializationError;
     }
 }
@@ -570,7 +585,7 @@ void VRRenderer::releaseResources() {
 
 void VRRenderer::teardown() {
     releaseResources();
-    view->onVrClosed();
+    tellHostClosed(*view);
 }
 
 void VRRenderer::clearFrameBuffer(int eye) {
@@ -992,12 +1007,8 @@ void VRRenderer::updateFromAnimations() {
     float distance = 0.0f;
     Ko_1_1::Vec3d<float> direction;
     const bool requested = view->takeFlyToRequest(target, distance, direction);
-    const bool usable = std::isfinite(distance) && std::isfinite(target.x) && std::isfinite(target.y) &&
-                        std::isfinite(target.z) && std::isfinite(direction.x) && std::isfinite(direction.y) &&
-                        std::isfinite(direction.z);
-    if (requested && !usable) {
-        logLine(L"Fly-to request with a non-finite target, distance or direction ignored\n");
-    } else if (requested) {
+    bool usable = std::isfinite(distance) && isFinite(target) && isFinite(direction);
+    if (requested && usable) {
         const Ko_1_1::Mat4d<float> headWorld = cameraTransform * headPose;
         Ko_1_1::Vec3d<float> f = -headWorld.column(2);
         const float a0 = std::atan2(f.y, f.x);
@@ -1022,8 +1033,18 @@ void VRRenderer::updateFromAnimations() {
                                             trackingToHostRotation * headPose;
         const Ko_1_1::Vec3d<float> endPosition =
             (target - f * distance) + (cameraPosition - turned.translation());
-        currentAnimation = std::make_shared<CameraAnimationVR>(
-            cameraPosition, endPosition, viewAngles, endAngles, static_cast<double>(teleportAnimationTime));
+        // Finite values far enough out overflow on the way.
+        usable = isFinite(endPosition);
+        if (usable) {
+            currentAnimation =
+                std::make_shared<CameraAnimationVR>(cameraPosition, endPosition, viewAngles, endAngles,
+                                                    static_cast<double>(teleportAnimationTime));
+        }
+    }
+    // A host that keeps asking is told once.
+    if (requested && !usable && !flyToRejectionLogged) {
+        logLine(L"Fly-to request with a non-finite target, distance, direction or destination ignored\n");
+        flyToRejectionLogged = true;
     }
     if (currentAnimation) {
         // The last frame lands exactly on the end values, whenever the clock is read.

@@ -237,6 +237,7 @@ protected:
     std::shared_ptr<Brume::Material> pointMaterial;
     std::shared_ptr<Brume::Geometry> pointGeometry;
     bool blurEyes = false;
+    bool flyToRejectionLogged = false;
 };
 
 #if defined(__GNUC__)

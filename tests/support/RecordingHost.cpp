@@ -6,8 +6,13 @@
 namespace OrvelTest {
 
 void RecordingHost::record(const char* name) {
-    std::lock_guard<std::mutex> lock(mutex);
-    log.push_back({name, std::this_thread::get_id()});
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        log.push_back({name, std::this_thread::get_id()});
+    }
+    if (beforeCall) {
+        beforeCall(name);
+    }
 }
 
 void RecordingHost::recordPoint(const char* name, const Ko_1_1::Vec3d<float>& point, float radius, int kind) {

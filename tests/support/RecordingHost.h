@@ -42,6 +42,10 @@ public:
     bool meshVisible = false;
     std::atomic<bool> heightLocked{false};
     std::vector<VR::MeshData> meshes; // handed over once, at set-up
+    std::string lengthUnit = "m";
+    // Runs at the start of every slot, on the calling thread, before the slot answers; a hostile host
+    // throws from here. Set it before the run.
+    std::function<void(const std::string& slot)> beforeCall;
 
     // Objects the object grabber thread fetches; safe to change while a run goes on.
     void setObjects(std::vector<VR::MeasurementData> measurements,
@@ -97,7 +101,7 @@ public:
     bool isHeightLocked() override { return record("isHeightLocked", heightLocked.load()); }
     void reservedSlot19() override { record("reservedSlot19"); }
     int getPointSize() override { return record("getPointSize", pointSize); }
-    std::string getLengthUnitText() override { return record("getLengthUnitText", std::string("m")); }
+    std::string getLengthUnitText() override { return record("getLengthUnitText", lengthUnit); }
     // Two decimals, as a host showing metres would.
     std::string formatLength(float length) override;
     bool hasPendingMeasurement() override;

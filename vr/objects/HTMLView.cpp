@@ -87,7 +87,14 @@ void HTMLView::draw(Brume::Renderer& renderer, const Mat4d<float>& modelViewProj
     const unsigned char* pixels = nullptr;
     int width = 0;
     int height = 0;
-    if (view->getHtmlImage(pixels, width, height) && pixels != nullptr && width > 0 && height > 0) {
+    const bool offered = view->getHtmlImage(pixels, width, height);
+    if (offered && (pixels == nullptr || width <= 0 || height <= 0)) {
+        if (!emptyPageReported) {
+            VR::logLine(L"Tablet page of %d x %d pixels cannot be shown; keeping the last page\n", width,
+                        height);
+            emptyPageReported = true;
+        }
+    } else if (offered) {
         const int largest = Brume::maxTextureSize();
         if (width > largest || height > largest) {
             // GL cannot hold such a page; the tablet keeps the last one it could show.

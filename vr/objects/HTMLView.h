@@ -57,4 +57,5 @@ private:
     bool buttonDown = false;
     bool vrEnabled = true;
     bool oversizeReported = false;
+    bool emptyPageReported = false;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <exception>
 #include <utility>
 
@@ -94,6 +95,13 @@ void PointGrabber::setCameraToWorldMatrix(Ko_1_1::Mat4d<float>& m, unsigned long
     std::lock_guard<std::mutex> guard(lock);
     eyeMatrices[eye] = m;
     eyePoseTimes[eye] = poseTime;
+    eyeGiven[eye] = true;
+}
+
+void PointGrabber::waitForCameras() {
+    std::lock_guard<std::mutex> guard(lock);
+    eyeGiven[0] = false;
+    eyeGiven[1] = false;
 }
 
 void PointGrabber::setRecorder(RunRecorder* r) {
@@ -137,6 +145,14 @@ void PointGrabber::searchPoints(Ko_1_1::Mat4d<float>& cameraToWorld, float query
     }
 
     for (const Point3dRGBA& p : found) {
+        // The renderer transforms points on the GPU, where a non-finite one draws anything or nothing.
+        if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z)) {
+            if (!nonFiniteReported) {
+                logLine(L"Points with non-finite coordinates from the host dropped\n");
+                nonFiniteReported = true;
+            }
+            continue;
+        }
         if (peripheryOnly) {
             // k is negative in front of the camera, so this is |x| < |k| and |y| < |k|; behind the camera
             // (z >= 0) it can never hold.
@@ -185,6 +201,7 @@ void PointGrabber::run() {
         Ko_1_1::Mat4d<float> eye1;
         std::int64_t poseTime0 = 0;
         std::int64_t poseTime1 = 0;
+        bool cameraGiven = false;
         {
             std::lock_guard<std::mutex> guard(lock);
             const int second = numEyes >= 2 ? 1 : 0;
@@ -192,6 +209,11 @@ void PointGrabber::run() {
             eye1 = eyeMatrices[second];
             poseTime0 = eyePoseTimes[0];
             poseTime1 = eyePoseTimes[second];
+            cameraGiven = eyeGiven[eyeToggle ? 0 : second];
+        }
+        if (!cameraGiven) {
+            std::this_thread::sleep_for(WAIT_STEP);
+            continue;
         }
         const bool moving = havePreviousEye && isMoving(previousEye0, eye0, movementThreshold);
         previousEye0 = eye0;
@@ -242,6 +264,12 @@ void PointGrabber::run() {
         const std::size_t maxPoints =
             static_cast<std::size_t>(fullWidth) * static_cast<std::size_t>(fullHeight) * 4;
         if (centreCount + peripheryCount > maxPoints) {
+            if (!cutReported) {
+                logLine(L"Point batch of %llu points cut to %llu\n",
+                        static_cast<unsigned long long>(centreCount + peripheryCount),
+                        static_cast<unsigned long long>(maxPoints));
+                cutReported = true;
+            }
             local.resize(maxPoints);
             centreCount = maxPoints;
             peripheryCount = 0;

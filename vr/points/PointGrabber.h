@@ -92,6 +92,9 @@ public:
     void setResolution(unsigned short width, unsigned short height);
     // Divides the query resolution; anything below 1 counts as 1.
     void setPointSize(int divisor);
+    // Until it has been given the camera it is to ask with, the worker idles as while paused; call before
+    // startThread. Without it, a camera never set is the identity.
+    void waitForCameras();
     // Replaces the clock the worker measures its iterations with; call before startThread.
     void setClock(Clock clock);
     void setPausePC2(bool pause);
@@ -106,7 +109,8 @@ public:
     std::uint32_t getMaxPointsFromPC2() const;
 
     // One host query; appends what it returns to out, without the points inside the centre cone when
-    // peripheryOnly is set. Throws std::bad_function_call without a query.
+    // peripheryOnly is set and without points whose coordinates are not finite. Throws
+    // std::bad_function_call without a query.
     void searchPoints(Ko_1_1::Mat4d<float>& cameraToWorld, float fov, int width, int height,
                       std::vector<Point3dRGB>& out, bool peripheryOnly);
 
@@ -133,6 +137,7 @@ private:
     std::vector<Point3dRGB> sharedPoints;
     Ko_1_1::Mat4d<float> eyeMatrices[2];
     std::int64_t eyePoseTimes[2] = {0, 0};
+    bool eyeGiven[2] = {true, true};
     BufferData published;
     // Kept beside the published record, whose layout the host shares.
     std::int64_t publishedPoseTime = 0;
@@ -143,6 +148,9 @@ private:
     Clock clock;
     std::int64_t lastFailureReport = 0;
     int unreportedFailures = -1;
+    // Host answers the worker repairs are logged once for the grabber's life.
+    bool nonFiniteReported = false;
+    bool cutReported = false;
     RunRecorder* recorder = nullptr;
 };
 
