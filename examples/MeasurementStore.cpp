@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #if defined(_WIN32)
+#include <fcntl.h>
 #include <io.h>
 #include <windows.h>
 #else

@@ -54,7 +54,7 @@ export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$here/
 selection=(-E "^package\.")
 if [ "$mode" = thread ]; then
     # The suites that run threads: whole VR runs, the grabbers, the demo host's query, the log.
-    selection=(-R "VRRun|HostObjectsRun|InteractionRun|PointGrabber|Object3dGrabber|VisibilityQuery|SolidSurfaces|Log|Statistics")
+    selection=(-R "VRRun|HostObjectsRun|InteractionRun|HostileHost|PointGrabber|Object3dGrabber|VisibilityQuery|SolidSurfaces|Log|Statistics")
 fi
 
 run=(ctest --test-dir "$build" -j"$(nproc)" --output-on-failure "${selection[@]}" "$@")

@@ -29,7 +29,9 @@ using Clock = SimRuntime::Clock;
 #if defined(_WIN32)
 using BindBufferFunction = void(APIENTRY*)(GLenum, GLuint);
 BindBufferFunction bindBufferFunction() {
-    return reinterpret_cast<BindBufferFunction>(wglGetProcAddress("glBindBuffer"));
+    // PROC is declared without parameters; going through void (*)() says the cast is meant.
+    return reinterpret_cast<BindBufferFunction>(
+        reinterpret_cast<void (*)()>(wglGetProcAddress("glBindBuffer")));
 }
 #else
 using BindBufferFunction = void (*)(GLenum, GLuint);

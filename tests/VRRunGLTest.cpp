@@ -177,8 +177,10 @@ TEST_F(VRRun, MissingRuntimeOrHeadsetOpensNothing) {
     }
 }
 
-// Without a display the set-up fails with 5 and shuts the runtime down again; a host that tries again gets
-// a fresh session, not the one that was shut down.
+#if !defined(_WIN32)
+// A Windows desktop cannot be taken away from a running process, so this failure exists only where the
+// display is named by the environment. Without a display the set-up fails with 5 and shuts the runtime down
+// again; a host that tries again gets a fresh session, not the one that was shut down.
 TEST_F(VRRun, NoDisplayGivesWindowCreationFailedAndATryAgainStartsAfresh) {
     const char* display = std::getenv("DISPLAY");
     ASSERT_NE(display, nullptr);
@@ -201,6 +203,7 @@ TEST_F(VRRun, NoDisplayGivesWindowCreationFailedAndATryAgainStartsAfresh) {
     EXPECT_EQ(manager.runRenderLoop(), VR::VRGlobals::NoError);
     EXPECT_EQ(host.count("onVrClosed"), 1);
 }
+#endif
 
 TEST_F(VRRun, HeadsetKindFollowsTheModelNumber) {
     const std::pair<const char*, int> models[] = {

@@ -59,7 +59,7 @@ TEST(VisibilityQuery, ReturnsVisiblePointsInCameraFrame) {
                                          {0, 4, 1.5 + 0.6 * 4}}));
     query.setMode(Demo::VisibilityQuery::Mode::Points);
     // 90 degrees across 200 x 100 pixels: tan of the half angles 1 and 0.5.
-    const std::vector<VR::Point3dRGBA> out = lookNorth(query, static_cast<float>(M_PI / 2), 200, 100);
+    const std::vector<VR::Point3dRGBA> out = lookNorth(query, 1.5707964f, 200, 100);
     ASSERT_EQ(out.size(), 2u);
     expectTagAt(out, 1, 0.0f, 0.0f, -5.0f);
     expectTagAt(out, 2, 2.0f, 1.0f, -4.0f);
