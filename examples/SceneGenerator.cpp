@@ -168,7 +168,8 @@ std::uint8_t channel(double v) {
 
 } // namespace
 
-PointCloud SceneGenerator::generateRoom(std::size_t pointCount, std::uint64_t seed) {
+PointCloud SceneGenerator::generateRoom(std::size_t pointCount, std::uint64_t seed,
+                                        const std::function<void(double fraction)>& progress) {
     const Room room = buildRoom();
     std::vector<double> cumulative;
     double total = 0.0;
@@ -188,7 +189,13 @@ PointCloud SceneGenerator::generateRoom(std::size_t pointCount, std::uint64_t se
     Random random(seed);
     PointCloud cloud(Vec3{0.0, 0.0, 0.0});
     cloud.reserve(pointCount);
+    const std::size_t step = std::max<std::size_t>(pointCount / 100, 1);
+    std::size_t nextReport = step;
     while (cloud.size() < pointCount) {
+        if (progress && cloud.size() >= nextReport) {
+            progress(static_cast<double>(cloud.size()) / static_cast<double>(pointCount));
+            nextReport += step;
+        }
         const double pick = random.uniform() * total;
         const std::size_t index = static_cast<std::size_t>(
             std::upper_bound(cumulative.begin(), cumulative.end(), pick) - cumulative.begin());
@@ -229,6 +236,9 @@ PointCloud SceneGenerator::generateRoom(std::size_t pointCount, std::uint64_t se
         const double shade = (0.55 + 0.45 * std::max(0.0, n.dot(light))) * patternShade(s, p) *
                              (1.0 + 0.04 * random.gaussian());
         cloud.addWorld(p.x, p.y, p.z, channel(s.r * shade), channel(s.g * shade), channel(s.b * shade));
+    }
+    if (progress) {
+        progress(1.0);
     }
     return cloud;
 }

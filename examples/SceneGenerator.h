@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "examples/PointCloud.h"
 
@@ -19,7 +20,9 @@ class SceneGenerator {
 public:
     static constexpr std::size_t DEFAULT_POINT_COUNT = 3000000;
 
-    static PointCloud generateRoom(std::size_t pointCount = DEFAULT_POINT_COUNT, std::uint64_t seed = 1);
+    // progress (may be empty) hears the fraction made, a hundred times at most.
+    static PointCloud generateRoom(std::size_t pointCount = DEFAULT_POINT_COUNT, std::uint64_t seed = 1,
+                                   const std::function<void(double fraction)>& progress = {});
 };
 
 } // namespace Demo

@@ -14,6 +14,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -56,19 +57,24 @@ bool endsWith(const std::string& text, const std::string& suffix) {
     return true;
 }
 
+// A progress line on the terminal, rewritten every ten per cent.
+std::function<void(double)> progressLine(const char* what, int& lastPercent) {
+    return [what, &lastPercent](double fraction) {
+        const int percent = static_cast<int>(fraction * 100.0);
+        if (percent / 10 != lastPercent / 10) {
+            std::fprintf(stderr, "\r%s %3d%%", what, percent);
+            lastPercent = percent;
+        }
+    };
+}
+
 // The readers' notes and warnings follow the progress line, so that they are not overwritten by it.
 Demo::PointCloud load(const std::string& path, Demo::ScanLoad::Up up, double scale) {
     int lastPercent = -1;
     Demo::ScanLoad scan;
     scan.up = up;
     scan.scale = scale;
-    scan.progress = [&lastPercent](double fraction) {
-        const int percent = static_cast<int>(fraction * 100.0);
-        if (percent / 10 != lastPercent / 10) {
-            std::fprintf(stderr, "\rloading %3d%%", percent);
-            lastPercent = percent;
-        }
-    };
+    scan.progress = progressLine("loading", lastPercent);
     Demo::PointCloud cloud;
     try {
         if (endsWith(path, ".las")) {
@@ -516,11 +522,17 @@ int main(int argc, char** argv) {
             }
         }
 
-        Demo::PointCloud cloud =
-            path.empty() ? Demo::SceneGenerator::generateRoom(roomPoints > 0
-                                                                  ? static_cast<std::size_t>(roomPoints)
-                                                                  : Demo::SceneGenerator::DEFAULT_POINT_COUNT)
-                         : load(path, up, scale);
+        Demo::PointCloud cloud;
+        if (path.empty()) {
+            int generatedPercent = -1;
+            cloud = Demo::SceneGenerator::generateRoom(
+                roomPoints > 0 ? static_cast<std::size_t>(roomPoints)
+                               : Demo::SceneGenerator::DEFAULT_POINT_COUNT,
+                1, progressLine("generating the sample room", generatedPercent));
+            std::fprintf(stderr, "\n");
+        } else {
+            cloud = load(path, up, scale);
+        }
         Ko_1_1::Vec3d<double> min, max;
         cloud.worldBounds(min, max);
         std::printf("%zu points, bounds (%.2f, %.2f, %.2f) .. (%.2f, %.2f, %.2f)\n", cloud.size(), min.x,
@@ -548,14 +560,8 @@ int main(int argc, char** argv) {
         start = start - objects.origin;
         // The query's index is built once, as the last step of loading.
         int indexedPercent = -1;
-        auto query = std::make_shared<const Demo::VisibilityQuery>(
-            std::move(cloud), [&indexedPercent](double fraction) {
-                const int percent = static_cast<int>(fraction * 100.0);
-                if (percent / 10 != indexedPercent / 10) {
-                    std::fprintf(stderr, "\rindexing %3d%%", percent);
-                    indexedPercent = percent;
-                }
-            });
+        auto query = std::make_shared<const Demo::VisibilityQuery>(std::move(cloud),
+                                                                   progressLine("indexing", indexedPercent));
         if (indexedPercent >= 0) {
             std::fprintf(stderr, "\n");
         }
