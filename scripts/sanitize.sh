@@ -40,7 +40,7 @@ preload="$runtime:/usr/lib/$multiarch/dri/swrast_dri.so:/usr/lib/$multiarch/libG
 bash scripts/setup.sh
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVEL_BUILD_BENCHMARKS=OFF \
     -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="$flags" \
-    -DCMAKE_SHARED_LINKER_FLAGS="$flags" -DORVEL_TEST_PRELOAD="$preload" >/dev/null
+    -DCMAKE_SHARED_LINKER_FLAGS="$flags" -DORVEL_TEST_PRELOAD="$preload" -DORVEL_TEST_TIMEOUT=900 >/dev/null
 cmake --build "$build" --parallel "$(nproc)"
 
 here=$PWD/scripts/sanitize
