@@ -253,10 +253,12 @@ void writeStatistics(const std::string& path, const VR::RunStatistics& s) {
     }
 }
 
-volatile std::sig_atomic_t interrupted = 0;
+// Written by the signal handler, on whichever thread takes the signal, and read by the session's watch.
+std::atomic<int> interrupted{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
 void onInterrupt(int) {
-    interrupted = 1;
+    interrupted.store(1);
 }
 
 // Beside the session, on its own thread: ends it when the program is interrupted (Ctrl+C, a terminating
@@ -272,7 +274,7 @@ public:
               std::unique_lock<std::mutex> lock(mutex);
               while (!done) {
                   wake.wait_for(lock, std::chrono::milliseconds(100));
-                  if (interrupted != 0 && !closing) {
+                  if (interrupted.load() != 0 && !closing) {
                       closing = true;
                       std::fprintf(stderr, "orvel_demo: interrupted, ending the session\n");
                       manager.closeVR();
@@ -595,6 +597,9 @@ int main(int argc, char** argv) {
             SessionWatch watch(manager, statsPath, statsEverySeconds);
             result = manager.runRenderLoop();
         }
+        // From here an interrupt ends the program as usual.
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGTERM, SIG_DFL);
         if (script) {
             script->stop();
         }

@@ -83,11 +83,15 @@ struct Outcome {
 };
 
 // The hostile part of a row: the host throws from one slot.
-std::function<void(RecordingHost&)> throwIn(std::string slot) {
-    return [slot](RecordingHost& host) {
-        host.beforeCall = [slot](const std::string& called) {
-            if (called == slot) {
+// A standard exception, or with `standard` false an int, which only a catch-all can stop.
+std::function<void(RecordingHost&)> throwIn(std::string slot, bool standard = true) {
+    return [slot, standard](RecordingHost& host) {
+        host.beforeCall = [slot, standard](const std::string& called) {
+            if (called == slot && standard) {
                 throw std::runtime_error(slot + " failed");
+            }
+            if (called == slot) {
+                throw 7;
             }
         };
     };
@@ -364,6 +368,10 @@ TEST_F(HostileHost, ViewAndCamera) {
         {"throws from the headset kind", throwIn("setHeadsetKind"),
          L"Exception caught: setHeadsetKind failed\n", VRGlobals::InitializationError},
         {"throws from the close notice", throwIn("onVrClosed"), L"Exception caught: onVrClosed failed\n"},
+        {"throws a non-standard exception from the view transform", throwIn("setViewTransform", false),
+         L"Exception caught: unknown exception\n", ok, VRGlobals::InitializationError},
+        {"throws a non-standard exception from the close notice", throwIn("onVrClosed", false),
+         L"Exception caught: unknown exception\n"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);

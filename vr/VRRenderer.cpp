@@ -101,6 +101,10 @@ void logException(const std::exception& e) {
     logLine(L"Exception caught: %s\n", utf8ToWide(e.what()).c_str());
 }
 
+void logUnknownException() {
+    logLine(L"Exception caught: unknown exception\n");
+}
+
 // The close notice comes after the run's own catch; what the host throws from it must not reach the host's
 // call to init or runRenderLoop.
 void tellHostClosed(IVRView& view) {
@@ -108,6 +112,8 @@ void tellHostClosed(IVRView& view) {
         view.onVrClosed();
     } catch (const std::exception& e) {
         logException(e);
+    } catch (...) {
+        logUnknownException();
     }
 }
 
@@ -294,6 +300,12 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
     } catch (const std::exception& e) {
         logException(e);
         // The set-up undoes itself: the host sees a renderer as it was before init, told of the close once.
+        releaseResources();
+        tellHostClosed(*view);
+        return VRGlobals::InitializationError;
+    } catch (...) {
+        // Whatever a host throws that is not a standard exception ends the set-up the same way.
+        logUnknownException();
         releaseResources();
         tellHostClosed(*view);
         return VRGlobals::InitializationError;
@@ -520,6 +532,9 @@ VRGlobals::ErrorCodes VRRenderer::runRenderLoop() {
         }
     } catch (const std::exception& e) {
         logException(e);
+        result = VRGlobals::InitializationError;
+    } catch (...) {
+        logUnknownException();
         result = VRGlobals::InitializationError;
     }
     recorder->runEnded(Platform::monotonicNanoseconds());
