@@ -40,16 +40,20 @@ windows_start_wine() {
     export WINEPREFIX="$PWD/$windows_build/wine-prefix"
     export WINEARCH=win64
     export WINEDEBUG=${WINEDEBUG:--all}
-    # No Mono or Gecko installer prompts while the prefix is made.
-    export WINEDLLOVERRIDES="mscoree,mshtml="
+    # No Mono or Gecko installer prompts while the prefix is made. No debugger either: Wine starts winedbg for
+    # a crashing program even when the AeDebug key names none, and under winedbg the program ends with exit
+    # code 0 (a crashed test would pass) after it has held the test's output open while it walks the debug
+    # information, minutes for one test. Without it a crashing program ends at once with a failing code.
+    export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
     wineserver -p
     wine wineboot -i >/dev/null 2>&1
     wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
-    # Without a debugger a crashing program just ends; winedbg --auto would hold the test's output open while
-    # it walks the debug information, minutes for one test.
-    wine reg delete 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /f >/dev/null 2>&1 || true
+    # The first program that opens a window would otherwise start the desktop process, which inherits that
+    # program's output and keeps it open: ctest would wait for it until the test's timeout.
+    wine explorer.exe /desktop </dev/null >/dev/null 2>&1 &
+    sleep 2
     trap 'wineserver -k 2>/dev/null || true' EXIT
 }
 

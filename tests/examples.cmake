@@ -32,27 +32,34 @@ if(ORVEL_BUILD_EXAMPLES)
         ORVEL_DEMO_OUTPUT_DIR="${demo_output}" ORVEL_DEMO_SCRIPTS_DIR="${PROJECT_SOURCE_DIR}/examples/scripts")
     add_dependencies(demo_program_tests orvel_demo)
 
-    if(UNIX)
+    # The shell checks run on the build machine; a program built for another system runs through the
+    # emulator that runs its tests (Wine for the Windows build), and "$@" in each check stands for both.
+    if(CMAKE_HOST_UNIX)
+        set(demo ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:orvel_demo>)
         # Told to use an installed runtime where none can be found (the simulated one is not beside the
         # program and the loader's search path is emptied), the program ends at once with exit code 1.
         add_test(NAME DemoProgram.EndsWithoutInstalledRuntime
-            COMMAND sh -c "\"$0\" --runtime openvr; test $? -eq 1" $<TARGET_FILE:orvel_demo>)
+            COMMAND sh -c "\"$@\" --runtime openvr; test $? -eq 1" sh ${demo})
         set_tests_properties(DemoProgram.EndsWithoutInstalledRuntime PROPERTIES
             ENVIRONMENT "LD_LIBRARY_PATH=" TIMEOUT 20)
         # A script that cannot be read ends the program at once with exit code 2.
         add_test(NAME DemoProgram.RefusesUnreadableScript
-            COMMAND sh -c "\"$0\" --runtime simulated --script no-such-script.txt; test $? -eq 2"
-                $<TARGET_FILE:orvel_demo>)
+            COMMAND sh -c "\"$@\" --runtime simulated --script no-such-script.txt; test $? -eq 2" sh ${demo})
         set_tests_properties(DemoProgram.RefusesUnreadableScript PROPERTIES TIMEOUT 20)
         # An option whose value was left out ends the program at once with exit code 2, whatever follows it:
         # the next option is not taken for its value (nor that option's value for the scan).
         add_test(NAME DemoProgram.RefusesOptionWithoutValue
-            COMMAND sh -c "for args in '--stats --runtime simulated --frames 1' '--screenshot --frames 1' '--frames 1 --up'; do \"$0\" $args; test $? -eq 2 || exit 1; done"
-                $<TARGET_FILE:orvel_demo>)
+            COMMAND sh -c "for args in '--stats --runtime simulated --frames 1' '--screenshot --frames 1' '--frames 1 --up'; do \"$@\" $args; test $? -eq 2 || exit 1; done"
+                sh ${demo})
         set_tests_properties(DemoProgram.RefusesOptionWithoutValue PROPERTIES TIMEOUT 20)
         # The program links no stand-in: nothing of the simulated runtime's or walking platform's control
-        # API is left for the loader to resolve.
-        if(CMAKE_NM)
+        # API is left for the loader to resolve. A Windows program names the DLLs and functions it imports
+        # in its import table.
+        if(WIN32 AND CMAKE_OBJDUMP)
+            add_test(NAME DemoProgram.LinksNoRuntime
+                COMMAND sh -c "out=$(\"$1\" -p \"$0\") && printf '%s' \"$out\" | grep -q 'DLL Name' && ! printf '%s' \"$out\" | grep -i -e simvr_ -e simcyb_ -e 'DLL Name: openvr_api' -e 'DLL Name: CybSDK'"
+                    $<TARGET_FILE:orvel_demo> ${CMAKE_OBJDUMP})
+        elseif(NOT WIN32 AND CMAKE_NM)
             add_test(NAME DemoProgram.LinksNoRuntime
                 COMMAND sh -c "out=$(\"$1\" -D --undefined-only \"$0\") && ! printf '%s' \"$out\" | grep -e simvr_ -e simcyb_"
                     $<TARGET_FILE:orvel_demo> ${CMAKE_NM})
