@@ -34,8 +34,13 @@ void answerStraightAhead(RecordingHost& host) {
     };
 }
 
-void expectOrdered(const VR::RunStatistics::Spread& s, const char* what) {
-    EXPECT_GT(s.p50, 0.0) << what;
+// Windows counts a thread's CPU time in scheduler ticks (15.6 ms), so a short frame's may read as 0 there.
+void expectOrdered(const VR::RunStatistics::Spread& s, const char* what, bool coarse = false) {
+    if (coarse) {
+        EXPECT_GE(s.p50, 0.0) << what;
+    } else {
+        EXPECT_GT(s.p50, 0.0) << what;
+    }
     EXPECT_LE(s.p50, s.p95) << what;
     EXPECT_LE(s.p95, s.p99) << what;
     EXPECT_LE(s.p99, s.max) << what;
@@ -73,7 +78,11 @@ TEST_F(RunStatisticsTest, FiguresAgreeWithTheRunAndStartFromZeroForTheNext) {
     EXPECT_EQ(s.frames, static_cast<std::uint64_t>(host.count("setViewTransform")));
     EXPECT_EQ(s.renderCpuMs.samples, s.frames);
     expectOrdered(s.frameMs, "frame");
+#if defined(_WIN32)
+    expectOrdered(s.renderCpuMs, "render CPU", true);
+#else
     expectOrdered(s.renderCpuMs, "render CPU");
+#endif
     EXPECT_LE(s.renderCpuMs.p50, s.frameMs.p50) << "one thread's CPU time within a frame never exceeds it";
     EXPECT_GT(s.seconds, 0.0);
     EXPECT_LE(s.seconds, wall);
