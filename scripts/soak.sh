@@ -93,7 +93,9 @@ if len(after) < 2:
 hours = (int(after[-1]["minute"]) - int(after[0]["minute"])) / 60.0
 rss = [int(r["rss_mb"]) for r in after]
 objects = [int(r["gl_objects"]) for r in after if r["gl_objects"]]
-print(f"after minute {after[0]['minute']}: resident {rss[0]} MB -> {rss[-1]} MB "
-      f"({(rss[-1] - rss[0]) / hours:+.1f} MB an hour), range {min(rss)}..{max(rss)} MB; "
+# A rate over a few minutes says nothing of an hour.
+rate = f" ({(rss[-1] - rss[0]) / hours:+.1f} MB an hour)" if hours >= 1 / 6 else ""
+print(f"after minute {after[0]['minute']}: resident {rss[0]} MB -> {rss[-1]} MB{rate}, "
+      f"range {min(rss)}..{max(rss)} MB; "
       f"GL objects {min(objects) if objects else '-'}..{max(objects) if objects else '-'}")
 EOF
