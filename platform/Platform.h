@@ -41,6 +41,12 @@ void* librarySymbol(void* library, const char* name);
 void closeLibrary(void* library);
 std::string libraryError();
 
+// The window library loads the system's game-controller libraries when it starts and unloads them when it
+// ends, while a thread one of them started may still run (seen under Wine: a page fault in the unloaded
+// library between two sessions, or at exit). Loaded once more here, they stay for the life of the process.
+// Does nothing where there are none.
+void keepInputLibrariesLoaded();
+
 // The GL context test and entry-point resolution the engine needs.
 bool hasCurrentGLContext();
 using GLProc = void (*)();

@@ -73,6 +73,8 @@ std::mutex errorMutex;
 std::string lastError;
 } // namespace
 
+void keepInputLibrariesLoaded() {}
+
 void* openLibrary(const std::string& name) {
     void* handle = ::dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {

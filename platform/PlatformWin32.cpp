@@ -64,6 +64,15 @@ std::mutex errorMutex;
 std::string lastError;
 } // namespace
 
+void keepInputLibrariesLoaded() {
+    static const bool loaded = [] {
+        ::LoadLibraryW(L"xinput1_4.dll");
+        ::LoadLibraryW(L"dinput8.dll");
+        return true;
+    }();
+    (void)loaded;
+}
+
 void* openLibrary(const std::string& name) {
     const std::wstring wide = VR::utf8ToWide(name);
     HMODULE module = ::LoadLibraryW(wide.c_str());

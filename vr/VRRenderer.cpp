@@ -313,6 +313,7 @@ VRGlobals::ErrorCodes VRRenderer::init(float sizeScale, float secondScale, bool 
 }
 
 bool VRRenderer::createWindow() {
+    Platform::keepInputLibrariesLoaded();
     if (!glfwInit()) {
         logLine(L"ERROR: Could not start GLFW\n");
         return false;

@@ -10,6 +10,7 @@
 
 #include "engine/GLFunctions.h"
 #include "engine/Shader.h"
+#include "platform/Platform.h"
 
 namespace OrvelTest {
 
@@ -27,6 +28,7 @@ GLContext::GLContext(int width, int height) {
     // A busy Xvfb refuses a fresh connection now and then (EAGAIN while its listen queue is full), so
     // opening the display gets a few tries before the test is given up.
     bool initialised = false;
+    Platform::keepInputLibrariesLoaded();
     for (int attempt = 0; attempt < 20 && !initialised; ++attempt) {
         initialised = glfwInit() == GLFW_TRUE;
         if (!initialised) {
